@@ -1,0 +1,159 @@
+#include "core/DemoData.h"
+#include "core/GenerationTicket.h"
+#include "core/LaunchError.h"
+#include "core/LaunchStore.h"
+
+using namespace Qt::StringLiterals;
+using Kind = AccountSyncState::Kind;
+
+namespace {
+
+const QString snapshotNotRemovedMessage =
+    u"Saved account data could not be removed. Sign-out or account switching was not completed. Please try again."_s;
+
+QString descriptionOf(const std::exception& error) {
+    if (const auto* launchError = dynamic_cast<const LaunchError*>(&error))
+        return launchError->description();
+    return QString::fromUtf8(error.what());
+}
+
+} // namespace
+
+QCoro::Task<> LaunchStore::signIn() {
+    if (m_isSigningOut) {
+        setMessage(u"Sign-out is still finishing. Please try signing in again shortly."_s);
+        co_return;
+    }
+    if (m_syncState.kind == Kind::signingIn || !m_accountProvider)
+        co_return;
+
+    bumpAccountGeneration();
+    const auto ticket = GenerationTicket::forAccount(*this);
+    if (!m_demoEnabled && m_services.snapshotCache) {
+        try {
+            m_services.snapshotCache->clear();
+        } catch (const std::exception&) {
+            setMessage(snapshotNotRemovedMessage);
+            co_return;
+        }
+    }
+    resetAccount();
+    setSyncState(AccountSyncState::signingIn());
+
+    const auto provider = m_accountProvider;
+    try {
+        const WebsiteAccount account = co_await provider->signIn();
+        if (ticket.stillApplies())
+            applyAccount(account);
+    } catch (const std::exception& error) {
+        if (!ticket.stillApplies())
+            co_return;
+        const QString description = descriptionOf(error);
+        setSyncState(AccountSyncState::failed(description, std::nullopt));
+        setMessage(description);
+    }
+}
+
+QCoro::Task<> LaunchStore::signOut() {
+    if (m_isSigningOut)
+        co_return;
+    bumpAccountGeneration();
+    const qint64 generation = m_accountGeneration;
+    if (!m_demoEnabled && m_services.snapshotCache) {
+        try {
+            m_services.snapshotCache->clear();
+        } catch (const std::exception&) {
+            setMessage(snapshotNotRemovedMessage);
+            co_return;
+        }
+    }
+    // Local state goes before the website is asked, so a slow website never looks signed in.
+    resetAccount();
+    setIsSigningOut(true);
+
+    QPointer<LaunchStore> guard(this);
+    if (const auto provider = m_accountProvider)
+        co_await provider->signOut();
+    if (!guard)
+        co_return;
+    if (m_accountGeneration == generation) {
+        setMessage(
+            u"You are signed out of Vantor Launcher. Installed applications and content were not changed."_s);
+    }
+    setIsSigningOut(false);
+}
+
+QCoro::Task<> LaunchStore::refreshAccount() {
+    if (!m_account || !m_accountProvider)
+        co_return;
+    const QString previousID = m_account->id;
+    bumpAccountGeneration();
+    const auto ticket = GenerationTicket::forAccount(*this);
+    setSyncState(AccountSyncState::syncing());
+
+    const auto provider = m_accountProvider;
+    try {
+        const WebsiteAccount account = co_await provider->refreshAccount();
+        if (!ticket.stillApplies())
+            co_return;
+        if (account.id != previousID) {
+            setSyncState(AccountSyncState::failed(
+                u"The account changed. Sign out before signing in to another account."_s,
+                m_lastSuccessfulSync));
+            co_return;
+        }
+        applyAccount(account);
+    } catch (const std::exception& error) {
+        if (!ticket.stillApplies())
+            co_return;
+        const auto* launchError = dynamic_cast<const LaunchError*>(&error);
+        if (m_lastSuccessfulSync && launchError && launchError->isOffline()) {
+            setSyncState(AccountSyncState::offline(*m_lastSuccessfulSync));
+        } else if (launchError &&
+                   launchError->isUrlError(LaunchError::userAuthenticationRequired)) {
+            setSyncState(AccountSyncState::sessionExpired(m_lastSuccessfulSync));
+        } else {
+            setSyncState(AccountSyncState::failed(descriptionOf(error), m_lastSuccessfulSync));
+        }
+        setMessage(
+            u"Website account refresh was unavailable. Your installed applications were not changed."_s);
+    }
+}
+
+void LaunchStore::applyAccount(const WebsiteAccount& account) {
+    const LaunchAccountSnapshot snapshot{1, account, now()};
+    if (!snapshot.isValid()) {
+        setSyncState(AccountSyncState::failed(
+            u"The website returned an invalid account identity."_s, m_lastSuccessfulSync));
+        return;
+    }
+    applySnapshot(snapshot);
+    setSyncState(AccountSyncState::synced(snapshot.lastSuccessfulSync));
+    setMessage(std::nullopt);
+    if (m_demoEnabled)
+        return;
+    if (m_services.snapshotCache) {
+        try {
+            m_services.snapshotCache->save(snapshot);
+        } catch (const std::exception&) {
+            setMessage(u"Account refreshed, but its offline copy could not be saved."_s);
+        }
+    }
+    runDetached(refreshPackInstallations());
+}
+
+void LaunchStore::applySnapshot(const LaunchAccountSnapshot& snapshot) {
+    setAccount(snapshot.account);
+    setLastSuccessfulSync(snapshot.lastSuccessfulSync);
+    selectFirstPack();
+    reconcileBuiltInCreator();
+}
+
+void LaunchStore::resetAccount() {
+    setAccount(std::nullopt);
+    setPacks(m_demoEnabled ? DemoData::packs() : m_publicPacks);
+    setLastSuccessfulSync(std::nullopt);
+    setSyncState(AccountSyncState::signedOut());
+    selectFirstPack();
+    reconcileBuiltInCreator();
+}

@@ -1,0 +1,17 @@
+#pragma once
+
+#include "account/WebsiteAccount.h"
+#include "content_packs/LaunchContentPackManifest.h"
+
+#include <QCoroTask>
+
+// The website account as the store sees it: production talks to the website, demo imitates it.
+class WebsiteAccountProviding {
+public:
+    virtual ~WebsiteAccountProviding() = default;
+    virtual QCoro::Task<WebsiteAccount> signIn() = 0;
+    // Best effort; never throws.
+    virtual QCoro::Task<> signOut() = 0;
+    virtual QCoro::Task<WebsiteAccount> refreshAccount() = 0;
+    virtual QCoro::Task<LaunchContentPackManifest> downloadContentPackManifest() = 0;
+};

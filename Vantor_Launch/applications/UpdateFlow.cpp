@@ -1,0 +1,216 @@
+#include "core/GenerationTicket.h"
+#include "core/LaunchError.h"
+#include "core/LaunchStore.h"
+#include "core/SemanticVersion.h"
+
+using namespace Qt::StringLiterals;
+using Launch::InstallationState;
+
+LaunchStore::ReleaseDecision
+LaunchStore::releaseDecision(const std::optional<QString>& installedVersion,
+                             const std::optional<QString>& installedBuild,
+                             const AvailableApplicationRelease& release) {
+    if (!installedVersion)
+        return ReleaseDecision::undetermined;
+    const auto newer = isUpdate(*installedVersion, installedBuild, release.version, release.build);
+    if (!newer)
+        return ReleaseDecision::undetermined;
+    return *newer ? ReleaseDecision::newer : ReleaseDecision::notNewer;
+}
+
+QCoro::Task<> LaunchStore::checkDirectorRelease() {
+    if (!m_services.releaseChecker)
+        co_return;
+    const auto& director = configuration().director;
+    const auto it = std::find_if(m_apps.begin(), m_apps.end(), [&](const InstalledApp& app) {
+        return director.isVerifiedIdentifier(app.bundleIdentifier);
+    });
+    if (it == m_apps.end())
+        co_return;
+    const QString appID = it->id;
+    const auto ticket = GenerationTicket::forMode(*this);
+
+    std::optional<AvailableApplicationRelease> release;
+    try {
+        release = co_await m_services.releaseChecker->latestRelease();
+    } catch (const std::exception&) {
+        if (!ticket.stillApplies())
+            co_return;
+        if (auto app = appWithID(appID); app && app->path) {
+            app->state = InstallationState::stale;
+            replaceApp(*app);
+        }
+        setAvailableDirectorRelease(std::nullopt);
+        setMessage(u"The Vantor Director update check could not be completed."_s);
+        co_return;
+    }
+    if (!ticket.stillApplies())
+        co_return;
+
+    auto app = appWithID(appID);
+    if (!app)
+        co_return;
+    app->availableVersion = release ? std::optional<QString>(release->version) : std::nullopt;
+    setAvailableDirectorRelease(release);
+    const auto decision = release && app->installedVersion
+                              ? releaseDecision(app->installedVersion, app->build, *release)
+                              : ReleaseDecision::undetermined;
+    if (decision == ReleaseDecision::undetermined) {
+        if (app->path)
+            app->state = InstallationState::stale;
+    } else {
+        app->state = decision == ReleaseDecision::newer ? InstallationState::updateAvailable
+                                                        : InstallationState::current;
+    }
+    app->lastChecked = now();
+    replaceApp(*app);
+}
+
+QString LaunchStore::updateButtonTitle(const InstalledApp& app) const {
+    if (!m_availableDirectorRelease) {
+        return app.availableVersion ? u"Update to "_s + *app.availableVersion : u"Update Now"_s;
+    }
+    const auto& release = *m_availableDirectorRelease;
+    if (release.build && !release.build->isEmpty())
+        return u"Update to "_s + release.version + u" build "_s + *release.build;
+    return u"Update to "_s + release.version;
+}
+
+void LaunchStore::updateApplication(const InstalledApp& app) {
+    if (m_demoEnabled) {
+        setMessage(u"Demo mode cannot update real applications."_s);
+        return;
+    }
+    if (app.isRunning) {
+        setRunningUpdatePromptAppID(app.id);
+        return;
+    }
+    runDetached(installUpdate(app));
+}
+
+void LaunchStore::dismissRunningUpdatePrompt() {
+    setRunningUpdatePromptAppID(std::nullopt);
+}
+
+QList<RunningApplication> LaunchStore::runningCopiesAt(const InstalledApp& app) const {
+    QList<RunningApplication> copies;
+    if (!app.path)
+        return copies;
+    const QString path =
+        app.path->adjusted(QUrl::NormalizePathSegments | QUrl::StripTrailingSlash).path();
+    for (const RunningApplication& running :
+         m_services.workspace->runningApplications(app.bundleIdentifier)) {
+        if (running.bundleURL.adjusted(QUrl::NormalizePathSegments | QUrl::StripTrailingSlash)
+                .path() == path)
+            copies.append(running);
+    }
+    return copies;
+}
+
+void LaunchStore::confirmRunningUpdate() {
+    if (!m_runningUpdatePromptAppID)
+        return;
+    const auto app = appWithID(*m_runningUpdatePromptAppID);
+    if (!app || !app->path) {
+        setRunningUpdatePromptAppID(std::nullopt);
+        setMessage(u"The running Vantor Director installation could not be verified."_s);
+        return;
+    }
+    setQueuedUpdateApplication(app);
+    setReopenAfterUpdateAppID(app->id);
+    setRunningUpdatePromptAppID(std::nullopt);
+
+    const QList<RunningApplication> copies = runningCopiesAt(*app);
+    bool allAsked = !copies.isEmpty();
+    for (const RunningApplication& copy : copies) {
+        if (!m_services.workspace->terminate(copy)) {
+            allAsked = false;
+            break;
+        }
+    }
+    if (!allAsked) {
+        setQueuedUpdateApplication(std::nullopt);
+        setReopenAfterUpdateAppID(std::nullopt);
+        setMessage(
+            u"Vantor Director could not be closed automatically. Quit it normally, then try the update again."_s);
+        return;
+    }
+    // No time-out and no forced quit: the termination notification resumes the update.
+    setMessage(u"Closing Vantor Director before installing the update…"_s);
+}
+
+QCoro::Task<> LaunchStore::resumeQueuedUpdate() {
+    if (!m_queuedUpdateApplication)
+        co_return;
+    InstalledApp app = *m_queuedUpdateApplication;
+    if (!runningCopiesAt(app).isEmpty())
+        co_return;
+    app.isRunning = false;
+    setQueuedUpdateApplication(std::nullopt);
+    co_await installUpdate(app);
+}
+
+QCoro::Task<> LaunchStore::installUpdate(InstalledApp app) {
+    if (m_updatingAppID)
+        co_return;
+    if (!app.path) {
+        setMessage(u"The verified Vantor Director installation could not be found."_s);
+        co_return;
+    }
+
+    const auto reopen = [this](const InstalledApp& flowApp) {
+        if (m_reopenAfterUpdateAppID != flowApp.id)
+            return;
+        setReopenAfterUpdateAppID(std::nullopt);
+        open(appWithID(flowApp.id).value_or(flowApp));
+    };
+    const auto fail = [&](const QString& description) {
+        setUpdatingAppID(std::nullopt);
+        if (auto current = appWithID(app.id)) {
+            current->state = InstallationState::updateAvailable;
+            replaceApp(*current);
+        }
+        setMessage(u"Vantor Director could not be updated: "_s + description);
+        reopen(app);
+    };
+
+    std::optional<AvailableApplicationRelease> release = m_availableDirectorRelease;
+    if (!release && m_services.releaseChecker) {
+        try {
+            release = co_await m_services.releaseChecker->latestRelease();
+            setAvailableDirectorRelease(release);
+        } catch (const LaunchError& error) {
+            fail(error.description());
+            co_return;
+        }
+    }
+    if (!release) {
+        fail(u"This release does not include a direct download."_s);
+        co_return;
+    }
+
+    if (!m_services.applicationUpdater) {
+        fail(LaunchError::notConfigured(u"Verified application updates"_s).description());
+        co_return;
+    }
+
+    setUpdatingAppID(app.id);
+    if (auto current = appWithID(app.id)) {
+        current->state = InstallationState::checking;
+        replaceApp(*current);
+    }
+    setMessage(u"Downloading Vantor Director "_s + release->version + u"…"_s);
+
+    try {
+        co_await m_services.applicationUpdater->installUpdate(
+            *release, *app.path, configuration().director.bundleIdentifiers);
+    } catch (const LaunchError& error) {
+        fail(error.description());
+        co_return;
+    }
+
+    setMessage(u"Vantor Director "_s + release->version + u" was installed successfully."_s);
+    co_await refreshApplications();
+    reopen(app);
+    setUpdatingAppID(std::nullopt);
+}

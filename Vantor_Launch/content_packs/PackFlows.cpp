@@ -1,0 +1,168 @@
+#include "core/GenerationTicket.h"
+#include "core/LaunchError.h"
+#include "core/LaunchStore.h"
+#include "core/SemanticVersion.h"
+
+#include <QTimer>
+#include <qcorotimer.h>
+
+using namespace Qt::StringLiterals;
+using Launch::PackInstallation;
+
+QCoro::Task<> LaunchStore::refreshContentPacks() {
+    if (m_isRefreshingContentPacks)
+        co_return;
+    if (m_demoEnabled) {
+        setMessage(u"Demo mode did not refresh production Content Packs."_s);
+        co_return;
+    }
+    setIsRefreshingContentPacks(true);
+    QPointer<LaunchStore> guard(this);
+    if (m_account)
+        co_await refreshAccount();
+    if (guard)
+        co_await refreshReleaseAndCatalogue();
+    if (guard)
+        co_await refreshPackInstallations();
+    if (!guard)
+        co_return;
+    if (m_syncState.kind != AccountSyncState::Kind::failed)
+        setMessage(u"Content Pack list updated."_s);
+    setIsRefreshingContentPacks(false);
+}
+
+QCoro::Task<> LaunchStore::refreshCatalogue() {
+    const auto ticket = GenerationTicket::forMode(*this);
+    if (m_demoEnabled || !m_services.catalogueProvider)
+        co_return;
+
+    QList<ContentPack> catalogue;
+    try {
+        catalogue = co_await m_services.catalogueProvider->loadCatalogue();
+    } catch (const std::exception&) {
+        if (ticket.stillApplies())
+            setMessage(u"The public Content Pack catalogue could not be refreshed."_s);
+        co_return;
+    }
+    if (!ticket.stillApplies())
+        co_return;
+    setPublicPacks(catalogue);
+    setHasLoadedPublicCatalogue(true);
+    setPacks(catalogue);
+    co_await refreshPackInstallations();
+    if (ticket.stillApplies())
+        selectFirstPack();
+}
+
+QCoro::Task<> LaunchStore::refreshPackInstallations() {
+    if (!m_services.contentPackInstaller)
+        co_return;
+    QPointer<LaunchStore> guard(this);
+    const QHash<QString, QString> installed =
+        co_await m_services.contentPackInstaller->installedPackVersions();
+    if (!guard)
+        co_return;
+
+    QList<ContentPack> packs = m_packs;
+    for (ContentPack& pack : packs) {
+        const auto entry = installed.constFind(pack.id);
+        if (entry != installed.constEnd()) {
+            const auto installedVersion = SemanticVersion::parse(*entry);
+            const auto catalogueVersion =
+                pack.version ? SemanticVersion::parse(*pack.version) : std::nullopt;
+            pack.installation =
+                installedVersion && catalogueVersion && *installedVersion < *catalogueVersion
+                    ? PackInstallation::updateAvailable
+                    : PackInstallation::installed;
+        } else if (pack.installation == PackInstallation::installed ||
+                   pack.installation == PackInstallation::updateAvailable) {
+            pack.installation = PackInstallation::notInstalled;
+        }
+    }
+    setPacks(std::move(packs));
+}
+
+QCoro::Task<> LaunchStore::installPack(QString packID) {
+    const auto pack =
+        std::find_if(m_packs.begin(), m_packs.end(),
+                     [&](const ContentPack& candidate) { return candidate.id == packID; });
+    if (pack == m_packs.end())
+        co_return;
+    const QString packName = pack->name;
+    if (m_demoEnabled) {
+        setMessage(u"Demo mode did not install "_s + packName + u". Nothing was downloaded."_s);
+        co_return;
+    }
+    if (!m_account || !m_accountProvider) {
+        setMessage(u"Sign in to install Content Packs owned by your account."_s);
+        co_return;
+    }
+    setPackInstallation(packID, PackInstallation::downloading);
+    setMessage(std::nullopt);
+
+    QPointer<LaunchStore> guard(this);
+    const auto provider = m_accountProvider;
+    const auto installer = m_services.contentPackInstaller;
+    try {
+        if (!installer)
+            throw LaunchError::notConfigured(u"Content Pack installation"_s);
+        LaunchContentPackManifest manifest = co_await provider->downloadContentPackManifest();
+        co_await installer->install(packID, std::move(manifest));
+    } catch (const LaunchError& error) {
+        if (guard) {
+            setPackInstallation(packID, PackInstallation::failed);
+            setMessage(error.description());
+        }
+        co_return;
+    }
+    if (!guard)
+        co_return;
+
+    const InstalledApp* director = findApp(configuration().director.name);
+    if (director && director->path) {
+        try {
+            co_await m_services.workspace->openURL(
+                QUrl(u"vantordirector://content-pack-installed"_s), *director->path,
+                {false, false});
+        } catch (const LaunchError&) {
+            // Telling Vantor Director is a courtesy; the pack is installed either way.
+        }
+    }
+    if (!guard)
+        co_return;
+    setMessage(packName + u" is installed and ready in Vantor Creator."_s);
+    co_await refreshPackInstallations();
+}
+
+QCoro::Task<> LaunchStore::openContentPackManagement() {
+    if (m_demoEnabled) {
+        setMessage(u"Demo mode did not open Vantor Creator or change installed content."_s);
+        co_return;
+    }
+    const auto director = appWithID(configuration().director.name);
+    if (!director || !director->path) {
+        setMessage(u"Install Vantor Director to manage Content Packs in Vantor Creator."_s);
+        co_return;
+    }
+    const auto build = director->build ? parseDecimalInteger(*director->build) : std::nullopt;
+    if (build && *build < 127) {
+        open(*director);
+        setMessage(
+            u"In Vantor Creator, choose Content Pack Management. Direct Content Pack handoff is available from build 127 onward."_s);
+        co_return;
+    }
+
+    QPointer<LaunchStore> guard(this);
+    try {
+        co_await m_services.workspace->openURL(QUrl(u"vantordirector://content-packs"_s),
+                                               *director->path, {true, true});
+    } catch (const LaunchError&) {
+        co_return;
+    }
+    QTimer delay;
+    delay.setSingleShot(true);
+    delay.start(400);
+    co_await delay;
+    if (guard && m_services.notifier)
+        m_services.notifier->post(u"nz.co.halvex.VantorDirector.OpenContentPackLibrary"_s);
+}

@@ -1,0 +1,87 @@
+#include "core/LaunchConfiguration.h"
+
+#include "core/BuildSettings.h"
+#include "core/LaunchError.h"
+#include "core/StrictJson.h"
+
+#include <QFile>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+QUrl httpsUrl(const char* host, const QString& pathAndQuery) {
+    return QUrl(u"https://"_s + QLatin1String(host) + pathAndQuery);
+}
+
+} // namespace
+
+LaunchConfiguration LaunchConfiguration::production() {
+    LaunchConfiguration configuration;
+    configuration.director = {u"Vantor Director"_s,
+                              {u"nz.co.halvex.VantorDirector"_s, u"nz.co.halvex.Pellomar"_s},
+                              u"VantorDirectorLogo"_s};
+    configuration.creator = {
+        u"Vantor Creator"_s, {u"nz.co.halvex.Vantor-Creator"_s}, u"VantorCreatorLogo"_s};
+    configuration.authenticationStartURL = httpsUrl(
+        LAUNCHER_WEBSITE_HOST, u"/index.php?option=com_vantordirector&task=launch.authorize"_s);
+    configuration.authenticationCallbackScheme = u"vantor-launch"_s;
+    configuration.accountAPIBaseURL = httpsUrl(LAUNCHER_API_HOST, {});
+    configuration.releaseMetadataURL = httpsUrl(LAUNCHER_WEBSITE_HOST, u"/updates/macos.json"_s);
+    configuration.catalogueURL = httpsUrl(LAUNCHER_API_HOST, u"/v1/catalogue"_s);
+    configuration.accountSettingsURL =
+        httpsUrl(LAUNCHER_WEBSITE_HOST, QLatin1String(LAUNCHER_ACCOUNT_PAGE_PATH));
+    configuration.downloadsURL = httpsUrl(LAUNCHER_WEBSITE_HOST, u"/resources/downloads"_s);
+    configuration.contentDetailsURL =
+        httpsUrl(LAUNCHER_WEBSITE_HOST, u"/resources/downloads#creator-assets"_s);
+    configuration.supportURL = httpsUrl(LAUNCHER_WEBSITE_HOST, u"/support-pages/contact"_s);
+    configuration.privacyURL = httpsUrl(LAUNCHER_WEBSITE_HOST, u"/privacy-policy"_s);
+    return configuration;
+}
+
+LaunchConfiguration LaunchConfiguration::fromFile(const QString& path) {
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        throw LaunchError::file(u"The configuration file %1 could not be read."_s.arg(path));
+    const JsonObject document = JsonObject::parse(file.readAll());
+    LaunchConfiguration configuration = production();
+
+    // A key that is present replaces the production value; an explicit null removes it.
+    const auto url = [&](const char* key, std::optional<QUrl>& field) {
+        if (!document.raw().contains(key))
+            return;
+        const auto text = document.optionalString(key);
+        field = text ? std::optional<QUrl>(QUrl(*text)) : std::nullopt;
+    };
+    url("authenticationStartURL", configuration.authenticationStartURL);
+    url("accountAPIBaseURL", configuration.accountAPIBaseURL);
+    url("releaseMetadataURL", configuration.releaseMetadataURL);
+    url("catalogueURL", configuration.catalogueURL);
+    url("accountSettingsURL", configuration.accountSettingsURL);
+    url("downloadsURL", configuration.downloadsURL);
+    url("contentDetailsURL", configuration.contentDetailsURL);
+    url("supportURL", configuration.supportURL);
+    url("privacyURL", configuration.privacyURL);
+    if (document.raw().contains("authenticationCallbackScheme"))
+        configuration.authenticationCallbackScheme =
+            document.optionalString("authenticationCallbackScheme");
+    return configuration;
+}
+
+QStringList LaunchConfiguration::integrationStatus() const {
+    QStringList missing;
+    if (!authenticationStartURL)
+        missing.append(u"Website authentication start endpoint and callback contract"_s);
+    if (!accountAPIBaseURL)
+        missing.append(u"Website account API schema contract"_s);
+    if (!releaseMetadataURL)
+        missing.append(u"Release metadata contract"_s);
+    if (!catalogueURL)
+        missing.append(u"Public Content Pack catalogue contract"_s);
+    return missing;
+}
+
+const LaunchConfiguration::Product&
+LaunchConfiguration::productNamed(const QString& applicationName) const {
+    return applicationName == director.name ? director : creator;
+}

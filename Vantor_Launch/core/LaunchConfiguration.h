@@ -1,0 +1,54 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+#include <QUrl>
+#include <optional>
+
+// Which products the launcher manages and where the website's services live. Every endpoint is
+// optional: a missing one switches its feature off instead of failing.
+struct LaunchConfiguration {
+    struct Product {
+        QString name;
+        QStringList bundleIdentifiers; // preferred first
+        QString logoAsset;
+
+        // Exact, case-sensitive membership: the one identifier rule of the whole launcher.
+        bool isVerifiedIdentifier(const QString& bundleIdentifier) const {
+            return bundleIdentifiers.contains(bundleIdentifier, Qt::CaseSensitive);
+        }
+        friend bool operator==(const Product&, const Product&) = default;
+    };
+
+    Product director;
+    Product creator;
+    std::optional<QUrl> authenticationStartURL;
+    std::optional<QString> authenticationCallbackScheme;
+    std::optional<QUrl> accountAPIBaseURL;
+    std::optional<QUrl> releaseMetadataURL;
+    std::optional<QUrl> catalogueURL;
+    std::optional<QUrl> accountSettingsURL;
+    std::optional<QUrl> downloadsURL;
+    std::optional<QUrl> contentDetailsURL;
+    std::optional<QUrl> supportURL;
+    std::optional<QUrl> privacyURL;
+
+    static LaunchConfiguration production();
+
+    // Reads a development configuration that points the endpoints elsewhere (JSON object whose
+    // keys are the field names above; a missing key leaves the production value, null removes
+    // it). Throws LaunchError when the file is unreadable or malformed.
+    static LaunchConfiguration fromFile(const QString& path);
+
+    // The names of the production contracts that this configuration lacks, in display order.
+    QStringList integrationStatus() const;
+
+    // The Director product when the name is the Director's, the Creator product otherwise.
+    const Product& productNamed(const QString& applicationName) const;
+
+    bool isSignInConfigured() const {
+        return authenticationStartURL && authenticationCallbackScheme && accountAPIBaseURL;
+    }
+
+    friend bool operator==(const LaunchConfiguration&, const LaunchConfiguration&) = default;
+};

@@ -1,0 +1,59 @@
+#pragma once
+
+#include <QString>
+#include <exception>
+
+// The one error value of the launcher. Services throw it; flows catch it and show description(),
+// which is always the fixed English sentence of its case.
+class LaunchError : public std::exception {
+public:
+    enum class Domain {
+        url,
+        updater,
+        websiteAPI,
+        integration,
+        snapshot,
+        installer,
+        decoding,
+        file
+    };
+
+    // The URL loading error codes that the flows tell apart (the values of the platform's codes).
+    enum UrlCode {
+        unknown = -1,
+        cancelled = -999,
+        badURL = -1000,
+        timedOut = -1001,
+        unsupportedURL = -1002,
+        cannotFindHost = -1003,
+        cannotConnectToHost = -1004,
+        networkConnectionLost = -1005,
+        notConnectedToInternet = -1009,
+        badServerResponse = -1011,
+        userAuthenticationRequired = -1013,
+        secureConnectionFailed = -1200,
+    };
+
+    LaunchError(Domain domain, int code, QString description);
+
+    static LaunchError url(UrlCode code);
+    static LaunchError notConfigured(const QString& contractName);
+    static LaunchError decoding(const QString& detail);
+    static LaunchError file(const QString& detail);
+
+    Domain domain() const { return m_domain; }
+    int code() const { return m_code; }
+    const QString& description() const { return m_description; }
+
+    bool isUrlError(UrlCode urlCode) const { return m_domain == Domain::url && m_code == urlCode; }
+    // Offline in the launcher's sense: the request never reached the website.
+    bool isOffline() const;
+
+    const char* what() const noexcept override { return m_utf8.constData(); }
+
+private:
+    Domain m_domain;
+    int m_code;
+    QString m_description;
+    QByteArray m_utf8;
+};

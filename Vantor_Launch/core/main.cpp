@@ -1,0 +1,77 @@
+#include "core/BuildSettings.h"
+#include "core/LaunchError.h"
+#include "core/LaunchStore.h"
+
+#include <QApplication>
+#include <QCommandLineParser>
+#include <QQmlApplicationEngine>
+#include <QtQml/qqmlextensionplugin.h>
+#include <cstdio>
+
+Q_IMPORT_QML_PLUGIN(Vantor_LaunchPlugin)
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+std::optional<Launch::DemoScenario> scenarioNamed(const QString& name) {
+    if (name == u"signed-out"_s)
+        return Launch::DemoScenario::signedOut;
+    if (name == u"combined"_s)
+        return Launch::DemoScenario::combined;
+    if (name == u"expired-session"_s)
+        return Launch::DemoScenario::expiredSession;
+    return std::nullopt;
+}
+
+} // namespace
+
+int main(int argc, char* argv[]) {
+    QApplication application(argc, argv);
+    application.setOrganizationName(u"Vantor"_s);
+    application.setOrganizationDomain(u"halvex.co.nz"_s);
+    application.setApplicationName(u"Vantor Launch"_s);
+    application.setApplicationDisplayName(u"Vantor Launcher"_s);
+    application.setApplicationVersion(QLatin1String(LAUNCHER_VERSION));
+
+    QCommandLineParser parser;
+    parser.setApplicationDescription(u"Companion for Vantor Director and Vantor Creator."_s);
+    parser.addHelpOption();
+    parser.addVersionOption();
+    const QCommandLineOption demoOption(u"demo"_s, u"Start with illustrative demo data."_s);
+    const QCommandLineOption scenarioOption(
+        u"scenario"_s, u"Demo scenario: signed-out, combined (default) or expired-session."_s,
+        u"name"_s, u"combined"_s);
+    const QCommandLineOption configOption(
+        u"config"_s, u"Read the website endpoints from a JSON file (development)."_s, u"file"_s);
+    parser.addOptions({demoOption, scenarioOption, configOption});
+    parser.process(application);
+
+    const auto scenario = scenarioNamed(parser.value(scenarioOption));
+    if (!scenario) {
+        std::fprintf(stderr, "Unknown demo scenario: %s\n",
+                     qPrintable(parser.value(scenarioOption)));
+        return 2;
+    }
+
+    LaunchConfiguration configuration = LaunchConfiguration::production();
+    if (parser.isSet(configOption)) {
+        try {
+            configuration = LaunchConfiguration::fromFile(parser.value(configOption));
+        } catch (const LaunchError& error) {
+            std::fprintf(stderr, "%s\n", qPrintable(error.description()));
+            return 2;
+        }
+    }
+
+    LaunchStore store(LaunchCollaborators::production(configuration));
+    store.setDemoEnabled(parser.isSet(demoOption));
+    store.setDemoScenario(*scenario);
+
+    QQmlApplicationEngine engine;
+    engine.setInitialProperties({{u"store"_s, QVariant::fromValue(&store)}});
+    engine.load(QUrl(u"qrc:/Vantor/Launch/Main.qml"_s));
+    if (engine.rootObjects().isEmpty())
+        return 1;
+    return application.exec();
+}

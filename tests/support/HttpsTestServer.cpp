@@ -1,0 +1,108 @@
+#include "HttpsTestServer.h"
+
+#include <QSslConfiguration>
+#include <chrono>
+#include <httplib.h>
+
+using namespace Qt::StringLiterals;
+
+HttpsTestServer::HttpsTestServer() {
+    const auto leaf = m_authority.issue({u"127.0.0.1"_s, {}, {u"127.0.0.1"_s}, true, false});
+    m_server = std::make_unique<httplib::SSLServer>(leaf.certificate.get(), leaf.key.get());
+    m_server->set_keep_alive_max_count(100);
+
+    const auto handle = [this](const httplib::Request& incoming, httplib::Response& outgoing) {
+        Request request;
+        request.method = QString::fromStdString(incoming.method);
+        request.path = QString::fromStdString(incoming.path);
+        const auto question = incoming.target.find('?');
+        if (question != std::string::npos)
+            request.query = QString::fromStdString(incoming.target.substr(question + 1));
+        for (const auto& [name, value] : incoming.headers)
+            request.headers.insert(QString::fromStdString(name).toLower(),
+                                   QString::fromStdString(value));
+        request.body = QByteArray::fromStdString(incoming.body);
+
+        const Response response = dispatch(request);
+        if (response.delayMilliseconds > 0)
+            std::this_thread::sleep_for(std::chrono::milliseconds(response.delayMilliseconds));
+        outgoing.status = response.status;
+        for (const auto& [name, value] : response.headers)
+            outgoing.set_header(name.toStdString(), value.toStdString());
+        outgoing.set_content(response.body.toStdString(), response.contentType.toStdString());
+    };
+    m_server->Get(".*", handle);
+    m_server->Post(".*", handle);
+    m_server->Put(".*", handle);
+    m_server->Delete(".*", handle);
+
+    m_port = m_server->bind_to_any_port("127.0.0.1");
+    if (m_port <= 0)
+        qFatal("The HTTPS test server could not bind to 127.0.0.1");
+    m_thread = std::thread([this] { m_server->listen_after_bind(); });
+    while (!m_server->is_running())
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+}
+
+HttpsTestServer::~HttpsTestServer() {
+    m_server->stop();
+    if (m_thread.joinable())
+        m_thread.join();
+}
+
+void HttpsTestServer::on(const QString& method, const QString& path, Handler handler) {
+    const std::lock_guard lock(m_mutex);
+    m_routes.insert(method + u' ' + path, std::move(handler));
+}
+
+void HttpsTestServer::reply(const QString& method, const QString& path, Response response) {
+    on(method, path, [response](const Request&) { return response; });
+}
+
+HttpsTestServer::Response HttpsTestServer::dispatch(const Request& request) {
+    Handler handler;
+    {
+        const std::lock_guard lock(m_mutex);
+        m_requests.append(request);
+        handler = m_routes.value(request.method + u' ' + request.path);
+    }
+    if (!handler)
+        return Response{404, R"({"error":"not found"})", "application/json", {}, 0};
+    return handler(request);
+}
+
+QUrl HttpsTestServer::url(const QString& pathAndQuery) const {
+    return QUrl(u"https://127.0.0.1:%1"_s.arg(m_port) + pathAndQuery);
+}
+
+QList<HttpsTestServer::Request> HttpsTestServer::requests() const {
+    const std::lock_guard lock(m_mutex);
+    return m_requests;
+}
+
+int HttpsTestServer::requestCount(const QString& path) const {
+    const std::lock_guard lock(m_mutex);
+    return int(std::count_if(m_requests.begin(), m_requests.end(),
+                             [&](const Request& request) { return request.path == path; }));
+}
+
+QList<QSslCertificate> HttpsTestServer::trustedCertificates() const {
+    return QSslCertificate::fromData(m_authority.certificatePem(), QSsl::Pem);
+}
+
+std::shared_ptr<QNetworkAccessManager> HttpsTestServer::makeNetworkAccess() const {
+    return std::make_shared<TrustingNetworkAccessManager>(trustedCertificates());
+}
+
+TrustingNetworkAccessManager::TrustingNetworkAccessManager(QList<QSslCertificate> authorities)
+    : m_authorities(std::move(authorities)) {}
+
+QNetworkReply* TrustingNetworkAccessManager::createRequest(Operation operation,
+                                                           const QNetworkRequest& request,
+                                                           QIODevice* outgoingData) {
+    QNetworkRequest trusted(request);
+    QSslConfiguration configuration = trusted.sslConfiguration();
+    configuration.setCaCertificates(m_authorities);
+    trusted.setSslConfiguration(configuration);
+    return QNetworkAccessManager::createRequest(operation, trusted, outgoingData);
+}

@@ -1,0 +1,85 @@
+#pragma once
+
+#include "TestCertificateAuthority.h"
+
+#include <QByteArray>
+#include <QHash>
+#include <QList>
+#include <QNetworkAccessManager>
+#include <QSslCertificate>
+#include <QString>
+#include <QUrl>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <thread>
+
+namespace httplib {
+class SSLServer;
+}
+
+// A real HTTPS server on 127.0.0.1 with a certificate made for this run. Routes answer with fixed
+// or computed responses; unknown routes answer 404. Handlers run on the server's thread.
+class HttpsTestServer {
+public:
+    struct Request {
+        QString method;
+        QString path;
+        QString query;
+        QHash<QString, QString> headers; // names in lower case
+        QByteArray body;
+    };
+
+    struct Response {
+        int status = 200;
+        QByteArray body;
+        QByteArray contentType = "application/json";
+        QList<std::pair<QByteArray, QByteArray>> headers;
+        int delayMilliseconds = 0;
+    };
+
+    using Handler = std::function<Response(const Request&)>;
+
+    HttpsTestServer();
+    ~HttpsTestServer();
+    HttpsTestServer(const HttpsTestServer&) = delete;
+    HttpsTestServer& operator=(const HttpsTestServer&) = delete;
+
+    void on(const QString& method, const QString& path, Handler handler);
+    void reply(const QString& method, const QString& path, Response response);
+
+    QUrl url(const QString& pathAndQuery = {}) const;
+    int port() const { return m_port; }
+    QList<Request> requests() const;
+    int requestCount(const QString& path) const;
+
+    const TestCertificateAuthority& authority() const { return m_authority; }
+    QList<QSslCertificate> trustedCertificates() const;
+    // A manager whose only authority is this server's test CA.
+    std::shared_ptr<QNetworkAccessManager> makeNetworkAccess() const;
+
+private:
+    Response dispatch(const Request& request);
+
+    TestCertificateAuthority m_authority;
+    std::unique_ptr<httplib::SSLServer> m_server;
+    std::thread m_thread;
+    int m_port = 0;
+    mutable std::mutex m_mutex;
+    QHash<QString, Handler> m_routes; // "METHOD path"
+    QList<Request> m_requests;
+};
+
+// Applies one set of trusted authorities to every request the manager makes: trust belongs to the
+// manager, because its connection cache is shared by all of its requests.
+class TrustingNetworkAccessManager : public QNetworkAccessManager {
+public:
+    explicit TrustingNetworkAccessManager(QList<QSslCertificate> authorities);
+
+protected:
+    QNetworkReply* createRequest(Operation operation, const QNetworkRequest& request,
+                                 QIODevice* outgoingData) override;
+
+private:
+    QList<QSslCertificate> m_authorities;
+};

@@ -1,0 +1,100 @@
+#pragma once
+
+#include "core/LaunchError.h"
+
+#include <QCoroSignal>
+#include <QCoroTask>
+#include <QObject>
+#include <QTest>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <optional>
+
+// Emits once when a scripted call is completed.
+class CallCompletion : public QObject {
+    Q_OBJECT
+Q_SIGNALS:
+    void completed();
+};
+
+// The calls of one operation of a service double. Each call either answers at once (answerWith),
+// or waits until the test completes it (holdCalls, then complete or fail), so that a test decides
+// exactly where the store's flows interleave. A call the test did not prepare for fails the test.
+template <typename T>
+class ScriptedCalls {
+public:
+    explicit ScriptedCalls(const char* name)
+        : m_name(name) {}
+
+    void answerWith(std::function<T()> answer) {
+        m_answer = std::move(answer);
+        m_holds = false;
+    }
+    void answerWith(T value) {
+        answerWith([value] { return value; });
+    }
+    void failWith(LaunchError error) {
+        m_answer = [error]() -> T { throw error; };
+        m_holds = false;
+    }
+    void holdCalls() {
+        m_holds = true;
+        m_answer = nullptr;
+    }
+
+    int callCount() const { return m_callCount; }
+    int pendingCount() const { return int(m_pending.size()); }
+
+    // Completes the oldest waiting call.
+    void complete(T value) {
+        finish([value] { return value; });
+    }
+    void fail(LaunchError error) {
+        finish([error]() -> T { throw error; });
+    }
+
+    QCoro::Task<T> call() {
+        ++m_callCount;
+        if (m_answer)
+            co_return m_answer();
+        if (!m_holds) {
+            QTest::qFail(
+                qPrintable(QStringLiteral("unexpected call of %1").arg(QLatin1String(m_name))),
+                __FILE__, __LINE__);
+            throw LaunchError::url(LaunchError::unknown);
+        }
+        auto pending = std::make_shared<Pending>();
+        m_pending.push_back(pending);
+        co_await qCoro(&pending->completion, &CallCompletion::completed);
+        co_return pending->result();
+    }
+
+private:
+    struct Pending {
+        CallCompletion completion;
+        std::function<T()> result;
+    };
+
+    void finish(std::function<T()> result) {
+        if (m_pending.empty()) {
+            QTest::qFail(
+                qPrintable(QStringLiteral("no waiting call of %1").arg(QLatin1String(m_name))),
+                __FILE__, __LINE__);
+            return;
+        }
+        auto pending = m_pending.front();
+        m_pending.pop_front();
+        pending->result = std::move(result);
+        Q_EMIT pending->completion.completed();
+    }
+
+    const char* m_name;
+    std::function<T()> m_answer;
+    bool m_holds = false;
+    int m_callCount = 0;
+    std::deque<std::shared_ptr<Pending>> m_pending;
+};
+
+// The same for operations without a result.
+struct Done {};

@@ -1,0 +1,134 @@
+#include "StoreDoubles.h"
+
+#include "platform/PlatformServices.h"
+
+using namespace Qt::StringLiterals;
+
+QCoro::Task<> ScriptedUpdater::installUpdate(AvailableApplicationRelease release, QUrl,
+                                             QStringList) {
+    releases.append(release);
+    co_await install.call();
+}
+
+QCoro::Task<> ScriptedInstaller::install(QString, LaunchContentPackManifest) {
+    co_await installCalls.call();
+}
+
+QCoro::Task<> ScriptedAccountProvider::signOut() {
+    co_await signOutCalls.call();
+}
+
+std::optional<LaunchAccountSnapshot> MemorySnapshotCache::load() {
+    ++loads;
+    if (failsToLoad)
+        throw LaunchError(LaunchError::Domain::snapshot, 0, u"invalid snapshot"_s);
+    return stored;
+}
+
+void MemorySnapshotCache::save(const LaunchAccountSnapshot& snapshot) {
+    ++saves;
+    if (failsToSave)
+        throw LaunchError::file(u"disk full"_s);
+    stored = snapshot;
+}
+
+void MemorySnapshotCache::clear() {
+    ++clears;
+    if (failsToClear)
+        throw LaunchError::file(u"permission denied"_s);
+    stored.reset();
+}
+
+QList<RunningApplication>
+RecordingWorkspace::runningApplications(const QString& bundleIdentifier) const {
+    QList<RunningApplication> matching;
+    for (const RunningApplication& application : running) {
+        if (application.bundleIdentifier == bundleIdentifier)
+            matching.append(application);
+    }
+    return matching;
+}
+
+bool RecordingWorkspace::terminate(const RunningApplication& application) {
+    terminated.append(application);
+    return terminateSucceeds;
+}
+
+QCoro::Task<> RecordingWorkspace::openURL(QUrl url, QUrl application, OpenOptions) {
+    openedURLs.append({url, application});
+    co_return;
+}
+
+QCoro::Task<std::optional<QUrl>> ScriptedLocationChooser::chooseApplication(Request request) {
+    requests.append(request);
+    co_return co_await choose.call();
+}
+
+StoreFixture::StoreFixture(LaunchConfiguration configuration)
+    : configuration(std::move(configuration))
+    , settings(
+          std::make_shared<QSettings>(folder.filePath(u"settings.ini"_s), QSettings::IniFormat)) {}
+
+LaunchCollaborators StoreFixture::collaborators() {
+    LaunchCollaborators collaborators;
+    collaborators.configuration = configuration;
+    collaborators.productionAccountProvider = accountProvider;
+    collaborators.snapshotCache = snapshotCache;
+    collaborators.discovery = discovery;
+    if (configuration.catalogueURL)
+        collaborators.catalogueProvider = catalogue;
+    if (configuration.releaseMetadataURL)
+        collaborators.releaseChecker = releaseChecker;
+    collaborators.contentPackInstaller = installer;
+    collaborators.applicationUpdater = updater;
+    collaborators.now = [this] { return clock; };
+    collaborators.workspace = workspace;
+    collaborators.bookmarks = PlatformServices::makeBookmarkStore();
+    collaborators.settings = settings;
+    collaborators.locationChooser = locationChooser;
+    collaborators.notifier = notifier;
+    collaborators.makeDemoAccountProvider = [this](Launch::DemoScenario) {
+        return demoAccountProvider;
+    };
+    return collaborators;
+}
+
+InstalledApp StoreFixture::director(const QString& version, const QString& build) const {
+    InstalledApp app = missingDirector();
+    app.path = QUrl::fromLocalFile(u"/Applications/Vantor Director.app"_s);
+    app.installedVersion = version;
+    app.build = build;
+    app.state = Launch::InstallationState::stale;
+    return app;
+}
+
+InstalledApp StoreFixture::missingDirector() const {
+    InstalledApp app;
+    app.id = configuration.director.name;
+    app.name = configuration.director.name;
+    app.bundleIdentifier = configuration.director.bundleIdentifiers.first();
+    app.logoAsset = configuration.director.logoAsset;
+    app.lastChecked = clock;
+    return app;
+}
+
+InstalledApp StoreFixture::creator() const {
+    InstalledApp app;
+    app.id = configuration.creator.name;
+    app.name = configuration.creator.name;
+    app.bundleIdentifier = configuration.creator.bundleIdentifiers.first();
+    app.logoAsset = configuration.creator.logoAsset;
+    app.lastChecked = clock;
+    return app;
+}
+
+ContentPack makePack(const QString& id, const QString& name, const QString& summary,
+                     std::optional<QString> version, Launch::PackInstallation installation) {
+    ContentPack pack;
+    pack.id = id;
+    pack.name = name;
+    pack.summary = summary;
+    pack.version = std::move(version);
+    pack.installation = installation;
+    return pack;
+}

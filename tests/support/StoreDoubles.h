@@ -1,0 +1,160 @@
+#pragma once
+
+#include "ScriptedCalls.h"
+#include "core/LaunchCollaborators.h"
+#include "core/LaunchStore.h"
+
+#include <QTemporaryDir>
+
+// Service doubles for the store's flows. Each operation is a ScriptedCalls that the test answers
+// or holds; nothing here touches the network, the disk or the desktop.
+
+class ScriptedDiscovery : public ApplicationDiscovering {
+public:
+    ScriptedCalls<QList<InstalledApp>> discover{"discoverApplications"};
+    QCoro::Task<QList<InstalledApp>> discoverApplications() override { return discover.call(); }
+};
+
+class ScriptedReleaseChecker : public ReleaseChecking {
+public:
+    ScriptedCalls<std::optional<AvailableApplicationRelease>> latest{"latestRelease"};
+    QCoro::Task<std::optional<AvailableApplicationRelease>> latestRelease() override {
+        return latest.call();
+    }
+};
+
+class ScriptedUpdater : public ApplicationUpdating {
+public:
+    ScriptedCalls<Done> install{"installUpdate"};
+    QList<AvailableApplicationRelease> releases;
+    QCoro::Task<> installUpdate(AvailableApplicationRelease release, QUrl, QStringList) override;
+};
+
+class ScriptedCatalogue : public CatalogueProviding {
+public:
+    ScriptedCalls<QList<ContentPack>> load{"loadCatalogue"};
+    QCoro::Task<QList<ContentPack>> loadCatalogue() override { return load.call(); }
+};
+
+class ScriptedInstaller : public ContentPackInstalling {
+public:
+    ScriptedCalls<Done> installCalls{"install"};
+    ScriptedCalls<QHash<QString, QString>> versions{"installedPackVersions"};
+    QCoro::Task<> install(QString packID, LaunchContentPackManifest manifest) override;
+    QCoro::Task<QHash<QString, QString>> installedPackVersions() override {
+        return versions.call();
+    }
+};
+
+class ScriptedAccountProvider : public WebsiteAccountProviding {
+public:
+    ScriptedCalls<WebsiteAccount> signInCalls{"signIn"};
+    ScriptedCalls<Done> signOutCalls{"signOut"};
+    ScriptedCalls<WebsiteAccount> refreshCalls{"refreshAccount"};
+    ScriptedCalls<LaunchContentPackManifest> manifestCalls{"downloadContentPackManifest"};
+
+    QCoro::Task<WebsiteAccount> signIn() override { return signInCalls.call(); }
+    QCoro::Task<> signOut() override;
+    QCoro::Task<WebsiteAccount> refreshAccount() override { return refreshCalls.call(); }
+    QCoro::Task<LaunchContentPackManifest> downloadContentPackManifest() override {
+        return manifestCalls.call();
+    }
+};
+
+class MemorySnapshotCache : public AccountSnapshotCaching {
+public:
+    std::optional<LaunchAccountSnapshot> stored;
+    bool failsToLoad = false;
+    bool failsToSave = false;
+    bool failsToClear = false;
+    int loads = 0;
+    int saves = 0;
+    int clears = 0;
+
+    std::optional<LaunchAccountSnapshot> load() override;
+    void save(const LaunchAccountSnapshot& snapshot) override;
+    void clear() override;
+};
+
+class RecordingWorkspace : public Workspace {
+    Q_OBJECT
+
+public:
+    QList<RunningApplication> running;
+    bool terminateSucceeds = true;
+    QList<QUrl> opened;
+    QList<QUrl> revealed;
+    QList<std::pair<QUrl, QUrl>> openedURLs;
+    QList<RunningApplication> terminated;
+
+    std::optional<QUrl> urlForApplication(const QString&) const override { return std::nullopt; }
+    QList<RunningApplication> runningApplications(const QString& bundleIdentifier) const override;
+    bool terminate(const RunningApplication& application) override;
+    void openApplication(const QUrl& bundle) override { opened.append(bundle); }
+    QCoro::Task<> openURL(QUrl url, QUrl application, OpenOptions options) override;
+    void revealInFileBrowser(const QUrl& bundle) override { revealed.append(bundle); }
+
+    void simulateLaunch() { Q_EMIT applicationLaunched(); }
+    void simulateTermination() { Q_EMIT applicationTerminated(); }
+};
+
+class ScriptedLocationChooser : public ApplicationLocationChooser {
+public:
+    ScriptedCalls<std::optional<QUrl>> choose{"chooseApplication"};
+    QList<Request> requests;
+    QCoro::Task<std::optional<QUrl>> chooseApplication(Request request) override;
+};
+
+class RecordingNotifier : public DistributedNotifier {
+public:
+    QStringList posted;
+    void post(const QString& name) override { posted.append(name); }
+};
+
+// A store built on doubles, with its settings in a throwaway folder and a clock the test moves.
+class StoreFixture {
+public:
+    explicit StoreFixture(LaunchConfiguration configuration = LaunchConfiguration::production());
+
+    QTemporaryDir folder;
+    LaunchConfiguration configuration;
+    QDateTime clock = QDateTime::fromString(QStringLiteral("2026-11-01T09:00:00Z"), Qt::ISODate);
+    std::shared_ptr<ScriptedDiscovery> discovery = std::make_shared<ScriptedDiscovery>();
+    std::shared_ptr<ScriptedReleaseChecker> releaseChecker =
+        std::make_shared<ScriptedReleaseChecker>();
+    std::shared_ptr<ScriptedUpdater> updater = std::make_shared<ScriptedUpdater>();
+    std::shared_ptr<ScriptedCatalogue> catalogue = std::make_shared<ScriptedCatalogue>();
+    std::shared_ptr<ScriptedInstaller> installer = std::make_shared<ScriptedInstaller>();
+    std::shared_ptr<ScriptedAccountProvider> accountProvider =
+        std::make_shared<ScriptedAccountProvider>();
+    std::shared_ptr<ScriptedAccountProvider> demoAccountProvider =
+        std::make_shared<ScriptedAccountProvider>();
+    std::shared_ptr<MemorySnapshotCache> snapshotCache = std::make_shared<MemorySnapshotCache>();
+    std::shared_ptr<RecordingWorkspace> workspace = std::make_shared<RecordingWorkspace>();
+    std::shared_ptr<ScriptedLocationChooser> locationChooser =
+        std::make_shared<ScriptedLocationChooser>();
+    std::shared_ptr<RecordingNotifier> notifier = std::make_shared<RecordingNotifier>();
+    std::shared_ptr<QSettings> settings;
+
+    // Leaves out the services whose endpoints the configuration lacks, as production does.
+    LaunchCollaborators collaborators();
+    std::unique_ptr<LaunchStore> makeStore() {
+        return std::make_unique<LaunchStore>(collaborators());
+    }
+
+    // Production-shaped records: the Director found at a path, the Creator never found.
+    InstalledApp director(const QString& version = QStringLiteral("2.4.1"),
+                          const QString& build = QStringLiteral("2410")) const;
+    InstalledApp creator() const;
+    InstalledApp missingDirector() const;
+};
+
+ContentPack makePack(const QString& id, const QString& name, const QString& summary = {},
+                     std::optional<QString> version = std::nullopt,
+                     Launch::PackInstallation installation = Launch::PackInstallation::unavailable);
+
+// Waits for an eagerly started task without blocking the event loop.
+template <typename T>
+bool finishes(QCoro::Task<T>& task, int milliseconds = 5000) {
+    return QTest::qWaitFor([&] { return task.isReady(); }, milliseconds);
+}
