@@ -121,9 +121,9 @@ QCoro::Task<> LaunchStore::installPack(QString packID) {
     const InstalledApp* director = findApp(configuration().director.name);
     if (director && director->path) {
         try {
-            co_await m_services.workspace->openURL(
-                QUrl(u"vantordirector://content-pack-installed"_s), *director->path,
-                {false, false});
+            const QUrl notification(u"vantordirector://content-pack-installed"_s);
+            const Workspace::OpenOptions quietly{false, false};
+            co_await m_services.workspace->openURL(notification, *director->path, quietly);
         } catch (const LaunchError&) {
             // Telling Vantor Director is a courtesy; the pack is installed either way.
         }
@@ -154,8 +154,9 @@ QCoro::Task<> LaunchStore::openContentPackManagement() {
 
     QPointer<LaunchStore> guard(this);
     try {
-        co_await m_services.workspace->openURL(QUrl(u"vantordirector://content-packs"_s),
-                                               *director->path, {true, true});
+        const QUrl library(u"vantordirector://content-packs"_s);
+        const Workspace::OpenOptions inFront{true, true};
+        co_await m_services.workspace->openURL(library, *director->path, inFront);
     } catch (const LaunchError&) {
         co_return;
     }

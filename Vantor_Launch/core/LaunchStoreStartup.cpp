@@ -216,10 +216,13 @@ QCoro::Task<> LaunchStore::chooseApplicationLocation(InstalledApp app) {
         co_return;
 
     const auto ticket = GenerationTicket::forMode(*this);
-    const std::optional<QUrl> chosen = co_await m_services.locationChooser->chooseApplication(
-        {u"Locate "_s + app.name,
-         u"Select the "_s + app.name + u" application. Its bundle identifier will be verified."_s,
-         u"Use This Application"_s});
+    // Named, not a temporary inside the co_await: GCC 12 mishandles such temporaries.
+    ApplicationLocationChooser::Request request{
+        u"Locate "_s + app.name,
+        u"Select the "_s + app.name + u" application. Its bundle identifier will be verified."_s,
+        u"Use This Application"_s};
+    const std::optional<QUrl> chosen =
+        co_await m_services.locationChooser->chooseApplication(std::move(request));
     if (!chosen || !ticket.stillApplies())
         co_return;
 

@@ -67,6 +67,7 @@ public:
         auto pending = std::make_shared<Pending>();
         m_pending.push_back(pending);
         co_await qCoro(&pending->completion, &CallCompletion::completed);
+        pending->resumed = true;
         co_return pending->result();
     }
 
@@ -74,6 +75,7 @@ private:
     struct Pending {
         CallCompletion completion;
         std::function<T()> result;
+        bool resumed = false;
     };
 
     void finish(std::function<T()> result) {
@@ -87,6 +89,10 @@ private:
         m_pending.pop_front();
         pending->result = std::move(result);
         Q_EMIT pending->completion.completed();
+        // The awaiter resumes through a queued connection: run the loop until the flow has taken
+        // the answer, so that each completion is one deterministic step of the test.
+        if (!QTest::qWaitFor([&] { return pending->resumed; }, 5000))
+            QTest::qFail("a completed call was never resumed", __FILE__, __LINE__);
     }
 
     const char* m_name;

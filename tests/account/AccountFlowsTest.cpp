@@ -1,0 +1,202 @@
+#include "StoreDoubles.h"
+
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+using Kind = AccountSyncState::Kind;
+
+namespace {
+
+const WebsiteAccount customer{u"cust-42"_s, u"Ana Example"_s, u"ana@example.com"_s};
+const QString refreshUnavailable =
+    u"Website account refresh was unavailable. Your installed applications were not changed."_s;
+
+} // namespace
+
+// Sign-in, refresh and sign-out against a scripted website, including what happens when flows
+// overlap at their waits.
+class AccountFlowsTest : public QObject {
+    Q_OBJECT
+
+    std::unique_ptr<StoreFixture> m_fixture;
+    std::unique_ptr<LaunchStore> m_store;
+
+    // A production store after start-up, signed in (with a saved snapshot) or not.
+    void startStore(bool signedIn) {
+        m_fixture = std::make_unique<StoreFixture>();
+        if (signedIn)
+            m_fixture->snapshotCache->stored =
+                LaunchAccountSnapshot{1, customer, m_fixture->clock.addDays(-1)};
+        m_fixture->discovery->discover.answerWith(QList<InstalledApp>{});
+        m_fixture->catalogue->load.answerWith({makePack(u"p1"_s, u"First"_s)});
+        m_fixture->installer->versions.answerWith(QHash<QString, QString>{});
+        m_fixture->accountProvider->refreshCalls.answerWith(customer);
+        m_store = m_fixture->makeStore();
+        auto task = m_store->start();
+        QVERIFY(finishes(task));
+        m_fixture->accountProvider->refreshCalls.holdCalls();
+        m_fixture->accountProvider->signInCalls.holdCalls();
+        m_fixture->accountProvider->signOutCalls.holdCalls();
+    }
+
+    auto& provider() { return *m_fixture->accountProvider; }
+
+private Q_SLOTS:
+    void signInAppliesAndSavesTheAccount() {
+        startStore(false);
+        auto task = m_store->signIn();
+        QCOMPARE(m_store->syncState().kind, Kind::signingIn);
+        QCOMPARE(m_fixture->snapshotCache->clears, 1);
+        auto again = m_store->signIn(); // pressed twice: one web sign-in
+        QVERIFY(finishes(again));
+        QCOMPARE(provider().signInCalls.callCount(), 1);
+
+        provider().signInCalls.complete(customer);
+        QVERIFY(finishes(task));
+        QCOMPARE(m_store->account(), customer);
+        QCOMPARE(m_store->syncState(), AccountSyncState::synced(m_fixture->clock));
+        QCOMPARE(m_fixture->snapshotCache->stored->account, customer);
+        QCOMPARE(m_store->selectedPackID(), u"p1"_s);
+        QVERIFY(!m_store->message());
+    }
+
+    void signInFailuresAreReported() {
+        startStore(false);
+        auto failing = m_store->signIn();
+        provider().signInCalls.fail(LaunchError::notConfigured(u"Website account sign-in"_s));
+        QVERIFY(finishes(failing));
+        const QString text = u"Website account sign-in is not configured in this build."_s;
+        QCOMPARE(m_store->syncState(), AccountSyncState::failed(text, std::nullopt));
+        QCOMPARE(m_store->message(), text);
+
+        auto blank = m_store->signIn();
+        provider().signInCalls.complete(WebsiteAccount{u"  "_s, u"Nobody"_s, {}});
+        QVERIFY(finishes(blank));
+        QVERIFY(!m_store->account());
+        QCOMPARE(m_store->syncState(),
+                 AccountSyncState::failed(u"The website returned an invalid account identity."_s,
+                                          std::nullopt));
+        QVERIFY(!m_fixture->snapshotCache->stored);
+    }
+
+    void demoSwitchDropsAWaitingSignIn() {
+        startStore(false);
+        auto signIn = m_store->signIn();
+        m_store->setDemoEnabled(true);
+        auto demo = m_store->start();
+        QVERIFY(finishes(demo));
+        provider().signInCalls.complete(customer);
+        QVERIFY(finishes(signIn));
+        QCOMPARE(m_store->account()->id, u"demo-customer"_s);
+        QVERIFY(!m_fixture->snapshotCache->stored);
+    }
+
+    void refreshClassifiesFailures_data() {
+        QTest::addColumn<int>("code");
+        QTest::addColumn<int>("expected");
+        QTest::newRow("offline after a sync")
+            << int(LaunchError::notConnectedToInternet) << int(Kind::offline);
+        QTest::newRow("lost connection")
+            << int(LaunchError::networkConnectionLost) << int(Kind::offline);
+        QTest::newRow("session over")
+            << int(LaunchError::userAuthenticationRequired) << int(Kind::sessionExpired);
+        QTest::newRow("other") << int(LaunchError::badServerResponse) << int(Kind::failed);
+    }
+
+    void refreshClassifiesFailures() {
+        QFETCH(int, code);
+        QFETCH(int, expected);
+        startStore(true);
+        const auto lastSync = m_store->lastSuccessfulSync();
+        auto task = m_store->refreshAccount();
+        provider().refreshCalls.fail(LaunchError::url(LaunchError::UrlCode(code)));
+        QVERIFY(finishes(task));
+        QCOMPARE(int(m_store->syncState().kind), expected);
+        QCOMPARE(m_store->message(), refreshUnavailable);
+        // Nothing is removed by a failed refresh.
+        QCOMPARE(m_store->account(), customer);
+        QVERIFY(m_fixture->snapshotCache->stored);
+        QCOMPARE(m_store->syncState().date, lastSync);
+    }
+
+    void refreshRefusesAnotherAccount() {
+        startStore(true);
+        const auto saved = m_fixture->snapshotCache->stored;
+        auto task = m_store->refreshAccount();
+        provider().refreshCalls.complete(WebsiteAccount{u"someone-else"_s, u"Other"_s, {}});
+        QVERIFY(finishes(task));
+        QCOMPARE(m_store->account(), customer);
+        QCOMPARE(m_fixture->snapshotCache->stored, saved);
+        QCOMPARE(m_store->syncState(),
+                 AccountSyncState::failed(
+                     u"The account changed. Sign out before signing in to another account."_s,
+                     m_store->lastSuccessfulSync()));
+    }
+
+    void signOutClearsBeforeAskingTheWebsite() {
+        startStore(true);
+        auto refresh = m_store->refreshAccount();
+        auto task = m_store->signOut();
+        QVERIFY(!m_store->account());
+        QVERIFY(!m_fixture->snapshotCache->stored);
+        QVERIFY(m_store->isSigningOut());
+
+        auto blocked = m_store->signIn();
+        QVERIFY(finishes(blocked));
+        QCOMPARE(m_store->message(),
+                 u"Sign-out is still finishing. Please try signing in again shortly."_s);
+
+        // The refresh that started before the sign-out returns late and is dropped.
+        provider().refreshCalls.complete(customer);
+        QVERIFY(finishes(refresh));
+        QVERIFY(!m_store->account());
+        provider().signOutCalls.complete({});
+        QVERIFY(finishes(task));
+        QVERIFY(!m_store->isSigningOut());
+        QVERIFY(m_store->message()->startsWith(u"You are signed out of Vantor Launcher."_s));
+    }
+
+    void keepsTheAccountWhenTheSnapshotCannotBeRemoved() {
+        startStore(true);
+        m_fixture->snapshotCache->failsToClear = true;
+        auto task = m_store->signOut();
+        QVERIFY(finishes(task));
+        QCOMPARE(m_store->account(), customer);
+        QCOMPARE(
+            m_store->message(),
+            u"Saved account data could not be removed. Sign-out or account switching was not completed. Please try again."_s);
+        QCOMPARE(provider().signOutCalls.callCount(), 0);
+    }
+
+    void reportsASnapshotThatCannotBeSaved() {
+        startStore(true);
+        m_fixture->snapshotCache->failsToSave = true;
+        auto task = m_store->refreshAccount();
+        provider().refreshCalls.complete(customer);
+        QVERIFY(finishes(task));
+        QCOMPARE(m_store->syncState().kind, Kind::synced);
+        QCOMPARE(m_store->message(),
+                 u"Account refreshed, but its offline copy could not be saved."_s);
+    }
+
+    void demoModeLeavesNoTraceOnDisk() {
+        StoreFixture fixture;
+        auto store = fixture.makeStore();
+        store->setDemoEnabled(true);
+        store->setDemoScenario(Launch::DemoScenario::signedOut);
+        auto start = store->start();
+        QVERIFY(finishes(start));
+        fixture.demoAccountProvider->signInCalls.answerWith(customer);
+        fixture.demoAccountProvider->signOutCalls.answerWith(Done{});
+        auto signIn = store->signIn();
+        QVERIFY(finishes(signIn));
+        auto signOut = store->signOut();
+        QVERIFY(finishes(signOut));
+        QCOMPARE(fixture.snapshotCache->loads + fixture.snapshotCache->saves +
+                     fixture.snapshotCache->clears,
+                 0);
+    }
+};
+
+QTEST_GUILESS_MAIN(AccountFlowsTest)
+#include "AccountFlowsTest.moc"

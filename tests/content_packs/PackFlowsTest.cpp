@@ -1,0 +1,151 @@
+#include "StoreDoubles.h"
+
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+using Launch::PackInstallation;
+
+namespace {
+
+const WebsiteAccount customer{u"cust-42"_s, u"Ana Example"_s, u"ana@example.com"_s};
+
+} // namespace
+
+// Refreshing, installing and handing packs over to Vantor Director.
+class PackFlowsTest : public QObject {
+    Q_OBJECT
+
+    std::unique_ptr<StoreFixture> m_fixture;
+    std::unique_ptr<LaunchStore> m_store;
+
+    void startStore(bool signedIn, InstalledApp director) {
+        m_fixture = std::make_unique<StoreFixture>();
+        if (signedIn)
+            m_fixture->snapshotCache->stored = LaunchAccountSnapshot{1, customer, m_fixture->clock};
+        m_fixture->discovery->discover.answerWith({director, m_fixture->creator()});
+        m_fixture->releaseChecker->latest.answerWith(std::nullopt);
+        m_fixture->catalogue->load.answerWith(
+            {makePack(u"coast"_s, u"Coastal Memories"_s, {}, u"1.2"_s),
+             makePack(u"nature"_s, u"Nature"_s)});
+        m_fixture->installer->versions.answerWith(QHash<QString, QString>{});
+        m_fixture->accountProvider->refreshCalls.answerWith(customer);
+        m_store = m_fixture->makeStore();
+        auto task = m_store->start();
+        QVERIFY(finishes(task));
+    }
+
+private Q_SLOTS:
+    void refreshRunsOnceAndReportsTheList() {
+        startStore(true, StoreFixture().director());
+        m_fixture->catalogue->load.holdCalls();
+        auto first = m_store->refreshContentPacks();
+        QVERIFY(m_store->isRefreshingContentPacks());
+        auto second = m_store->refreshContentPacks();
+        QVERIFY(finishes(second));
+        QCOMPARE(m_fixture->catalogue->load.pendingCount(), 1);
+
+        // A catalogue failure is replaced by the summary when the account sync succeeded.
+        m_fixture->catalogue->load.fail(LaunchError::url(LaunchError::timedOut));
+        QVERIFY(finishes(first));
+        QCOMPARE(m_store->message(), u"Content Pack list updated."_s);
+        QVERIFY(!m_store->isRefreshingContentPacks());
+        QCOMPARE(m_store->packs().size(), 2);
+    }
+
+    void catalogueFailureKeepsTheOldList() {
+        startStore(false, StoreFixture().director());
+        m_fixture->catalogue->load.failWith(LaunchError::url(LaunchError::badServerResponse));
+        auto task = m_store->refreshCatalogue();
+        QVERIFY(finishes(task));
+        QCOMPARE(m_store->message(),
+                 u"The public Content Pack catalogue could not be refreshed."_s);
+        QCOMPARE(m_store->packs().size(), 2);
+    }
+
+    void installRequiresAnAccount() {
+        startStore(false, StoreFixture().director());
+        auto task = m_store->installPack(u"coast"_s);
+        QVERIFY(finishes(task));
+        QCOMPARE(m_store->message(), u"Sign in to install Content Packs owned by your account."_s);
+        QCOMPARE(m_fixture->accountProvider->manifestCalls.callCount(), 0);
+    }
+
+    void installMarksProgressAndTellsDirector() {
+        startStore(true, StoreFixture().director());
+        m_fixture->accountProvider->manifestCalls.answerWith(LaunchContentPackManifest{});
+        m_fixture->installer->installCalls.holdCalls();
+        auto task = m_store->installPack(u"coast"_s);
+        QCOMPARE(m_store->packs()[0].installation, PackInstallation::downloading);
+
+        m_fixture->installer->versions.answerWith(QHash<QString, QString>{{u"coast"_s, u"1.0"_s}});
+        m_fixture->installer->installCalls.complete({});
+        QVERIFY(finishes(task));
+        QCOMPARE(m_store->message(),
+                 u"Coastal Memories is installed and ready in Vantor Creator."_s);
+        QCOMPARE(m_store->packs()[0].installation, PackInstallation::updateAvailable);
+        QCOMPARE(m_fixture->workspace->openedURLs.size(), 1);
+        QCOMPARE(m_fixture->workspace->openedURLs[0].first,
+                 QUrl(u"vantordirector://content-pack-installed"_s));
+    }
+
+    void installFailureShowsTheReason() {
+        startStore(true, StoreFixture().director());
+        m_fixture->accountProvider->manifestCalls.failWith(LaunchError(
+            LaunchError::Domain::websiteAPI, 404,
+            u"Content Pack installation is not yet available on the live Vantor API."_s));
+        auto task = m_store->installPack(u"coast"_s);
+        QVERIFY(finishes(task));
+        QCOMPARE(m_store->packs()[0].installation, PackInstallation::failed);
+        QCOMPARE(m_store->message(),
+                 u"Content Pack installation is not yet available on the live Vantor API."_s);
+        QVERIFY(m_fixture->workspace->openedURLs.isEmpty());
+    }
+
+    void handsOverByDirectorBuild_data() {
+        QTest::addColumn<QString>("build");
+        QTest::addColumn<bool>("byURL");
+        QTest::newRow("126 opens normally") << u"126"_s << false;
+        QTest::newRow("127 hands over") << u"127"_s << true;
+        QTest::newRow("no number hands over") << u"beta"_s << true;
+    }
+
+    void handsOverByDirectorBuild() {
+        QFETCH(QString, build);
+        QFETCH(bool, byURL);
+        startStore(false, StoreFixture().director(u"2.4.1"_s, build));
+        auto task = m_store->openContentPackManagement();
+        QVERIFY(finishes(task));
+        if (byURL) {
+            QCOMPARE(m_fixture->workspace->openedURLs[0].first,
+                     QUrl(u"vantordirector://content-packs"_s));
+            QCOMPARE(m_fixture->notifier->posted,
+                     QStringList{u"nz.co.halvex.VantorDirector.OpenContentPackLibrary"_s});
+        } else {
+            QCOMPARE(m_fixture->workspace->opened.size(), 1);
+            QVERIFY(m_fixture->notifier->posted.isEmpty());
+            QVERIFY(m_store->message()->contains(u"available from build 127 onward"_s));
+        }
+    }
+
+    void demoModeChangesNothing() {
+        StoreFixture fixture;
+        auto store = fixture.makeStore();
+        store->setDemoEnabled(true);
+        auto start = store->start();
+        QVERIFY(finishes(start));
+        auto refresh = store->refreshContentPacks();
+        QVERIFY(finishes(refresh));
+        QCOMPARE(store->message(), u"Demo mode did not refresh production Content Packs."_s);
+        auto open = store->openContentPackManagement();
+        QVERIFY(finishes(open));
+        QCOMPARE(store->message(),
+                 u"Demo mode did not open Vantor Creator or change installed content."_s);
+        auto install = store->installPack(u"demo-nature-light"_s);
+        QVERIFY(finishes(install));
+        QCOMPARE(fixture.demoAccountProvider->manifestCalls.callCount(), 0);
+        QVERIFY(fixture.workspace->openedURLs.isEmpty());
+    }
+};
+
+QTEST_GUILESS_MAIN(PackFlowsTest)
+#include "PackFlowsTest.moc"

@@ -1,0 +1,123 @@
+#include "core/LaunchConfiguration.h"
+#include "core/LaunchError.h"
+#include "core/StrictJson.h"
+
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+
+class ConfigurationTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void productionHasEveryContract() {
+        const auto configuration = LaunchConfiguration::production();
+        QVERIFY(configuration.integrationStatus().isEmpty());
+        QVERIFY(configuration.isSignInConfigured());
+        QCOMPARE(configuration.releaseMetadataURL->scheme(), u"https"_s);
+        QCOMPARE(configuration.releaseMetadataURL->path(), u"/updates/macos.json"_s);
+        QCOMPARE(configuration.catalogueURL->path(), u"/v1/catalogue"_s);
+        // Pages live on the website host, the JSON API and catalogue on a separate host.
+        QCOMPARE(configuration.catalogueURL->host(), configuration.accountAPIBaseURL->host());
+        QVERIFY(configuration.catalogueURL->host() != configuration.releaseMetadataURL->host());
+        QCOMPARE(configuration.authenticationStartURL->query(),
+                 u"option=com_vantordirector&task=launch.authorize"_s);
+    }
+
+    void listsMissingContractsInOrder() {
+        auto configuration = LaunchConfiguration::production();
+        configuration.catalogueURL.reset();
+        QCOMPARE(configuration.integrationStatus(),
+                 QStringList{u"Public Content Pack catalogue contract"_s});
+
+        configuration.releaseMetadataURL.reset();
+        configuration.authenticationStartURL.reset();
+        configuration.accountAPIBaseURL.reset();
+        const QStringList all = configuration.integrationStatus();
+        QCOMPARE(all.size(), 4);
+        QCOMPARE(all[0], u"Website authentication start endpoint and callback contract"_s);
+        QCOMPARE(all[2], u"Release metadata contract"_s);
+        QCOMPARE(all[3], u"Public Content Pack catalogue contract"_s);
+        QVERIFY(!configuration.isSignInConfigured());
+    }
+
+    void verifiesIdentifiersExactly() {
+        const auto configuration = LaunchConfiguration::production();
+        QVERIFY(configuration.director.isVerifiedIdentifier(u"nz.co.halvex.Pellomar"_s));
+        QVERIFY(configuration.director.isVerifiedIdentifier(u"nz.co.halvex.VantorDirector"_s));
+        QVERIFY(!configuration.director.isVerifiedIdentifier(u"nz.co.halvex.vantordirector"_s));
+        QVERIFY(!configuration.director.isVerifiedIdentifier(u"nz.co.halvex.VantorDirector "_s));
+        QVERIFY(!configuration.creator.isVerifiedIdentifier(u"nz.co.halvex.Pellomar"_s));
+        QCOMPARE(configuration.productNamed(u"Vantor Director"_s).name,
+                 configuration.director.name);
+        QCOMPARE(configuration.productNamed(u"anything else"_s).name, configuration.creator.name);
+    }
+
+    void missingContractNamesTheContract() {
+        QCOMPARE(LaunchError::notConfigured(u"Secure session storage"_s).description(),
+                 u"Secure session storage is not configured in this build."_s);
+    }
+
+    void readsDevelopmentConfigurationFile() {
+        QTemporaryDir folder;
+        const QString path = folder.filePath(u"endpoints.json"_s);
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write("{\"releaseMetadataURL\": \"https://127.0.0.1:9443/updates/macos.json\", "
+                   "\"catalogueURL\": null, \"unknownKey\": 3}");
+        file.close();
+
+        const auto configuration = LaunchConfiguration::fromFile(path);
+        QCOMPARE(*configuration.releaseMetadataURL,
+                 QUrl(u"https://127.0.0.1:9443/updates/macos.json"_s));
+        QVERIFY(!configuration.catalogueURL);
+        QCOMPARE(configuration.supportURL, LaunchConfiguration::production().supportURL);
+
+        QVERIFY_THROWS_EXCEPTION(LaunchError,
+                                 LaunchConfiguration::fromFile(folder.filePath(u"absent"_s)));
+    }
+
+    void decodesJsonStrictly() {
+        const QByteArray document = "{\"text\": \"a\", \"count\": 3, \"whole\": 2.0, \"half\": "
+                                    "2.5, \"flag\": true, \"none\": null, "
+                                    "\"nested\": {\"inner\": \"x\"}, \"list\": [{\"id\": \"1\"}, "
+                                    "{\"id\": \"2\"}], \"big\": 18446744073709551615}";
+        const auto object = JsonObject::parse(document);
+        QCOMPARE(object.requiredString("text"), u"a"_s);
+        QCOMPARE(object.requiredInteger("count"), 3);
+        QCOMPARE(object.requiredInteger("whole"), 2);
+        QCOMPARE(object.requiredNumber("count"), 3.0);
+        QVERIFY(!object.optionalString("none"));
+        QVERIFY(!object.optionalString("missing"));
+        QCOMPARE(object.requiredObject("nested").requiredString("inner"), u"x"_s);
+        QCOMPARE(object.requiredObjects("list").size(), std::size_t(2));
+
+        // A present key of the wrong JSON type fails, whether required or optional.
+        QVERIFY_THROWS_EXCEPTION(LaunchError, object.requiredInteger("text"));
+        QVERIFY_THROWS_EXCEPTION(LaunchError, object.optionalInteger("half"));
+        QVERIFY_THROWS_EXCEPTION(LaunchError, object.optionalInteger("flag"));
+        QVERIFY_THROWS_EXCEPTION(LaunchError, object.requiredNumber("flag"));
+        QVERIFY_THROWS_EXCEPTION(LaunchError, object.optionalString("count"));
+        QVERIFY_THROWS_EXCEPTION(LaunchError, object.requiredString("none"));
+        QVERIFY_THROWS_EXCEPTION(LaunchError, object.requiredInteger("big"));
+        QVERIFY_THROWS_EXCEPTION(LaunchError, object.requiredObjects("nested"));
+
+        QVERIFY_THROWS_EXCEPTION(LaunchError, JsonObject::parse("[1, 2]"));
+        QVERIFY_THROWS_EXCEPTION(LaunchError, JsonObject::parse("{\"a\": "));
+        QVERIFY_THROWS_EXCEPTION(LaunchError, JsonObject::parse(""));
+    }
+
+    void keepsFlexibleVersionsAsWritten() {
+        const auto object =
+            JsonObject::parse("{\"a\": 3, \"b\": 2.0, \"c\": \"1.10\", \"d\": 1.25, \"e\": true}");
+        QCOMPARE(object.requiredFlexibleVersion("a"), u"3"_s);
+        QCOMPARE(object.requiredFlexibleVersion("b"), u"2.0"_s);
+        QCOMPARE(object.requiredFlexibleVersion("c"), u"1.10"_s);
+        QCOMPARE(object.requiredFlexibleVersion("d"), u"1.25"_s);
+        QVERIFY_THROWS_EXCEPTION(LaunchError, object.requiredFlexibleVersion("e"));
+    }
+};
+
+QTEST_GUILESS_MAIN(ConfigurationTest)
+#include "ConfigurationTest.moc"

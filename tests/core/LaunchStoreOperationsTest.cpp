@@ -1,0 +1,256 @@
+#include "BundleBuilder.h"
+#include "StoreDoubles.h"
+
+#include <QSignalSpy>
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+using Launch::InstallationState;
+using Launch::PackFilter;
+using Launch::PackInstallation;
+
+namespace {
+
+std::unique_ptr<LaunchStore> startedDemoStore(StoreFixture& fixture) {
+    auto store = fixture.makeStore();
+    store->setDemoEnabled(true);
+    auto task = store->start();
+    if (!finishes(task))
+        qFatal("demo start did not finish");
+    return store;
+}
+
+QStringList names(const QList<ContentPack>& packs) {
+    QStringList result;
+    for (const ContentPack& pack : packs)
+        result.append(pack.name);
+    return result;
+}
+
+} // namespace
+
+class LaunchStoreOperationsTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void filtersPacksBySearchAndState() {
+        StoreFixture fixture;
+        auto store = startedDemoStore(fixture);
+        QSignalSpy changes(store.get(), &LaunchStore::filteredPacksChanged);
+
+        QCOMPARE(store->filteredPacks().size(), 3);
+        store->setSearchText(u"coast"_s);
+        QCOMPARE(names(store->filteredPacks()), QStringList{u"Coastal Memories"_s});
+        store->setSearchText(u"GARDEN"_s); // summaries count, case does not
+        QCOMPARE(names(store->filteredPacks()), QStringList{u"Floral Reflections"_s});
+        store->setSearchText({});
+        store->setPackFilter(PackFilter::installed);
+        QCOMPARE(names(store->filteredPacks()), QStringList{u"Floral Reflections"_s});
+        store->setSearchText(u"coast"_s);
+        QVERIFY(store->filteredPacks().isEmpty());
+        QCOMPARE(changes.count(), 5);
+    }
+
+    void countsApplicationAndPackUpdates() {
+        StoreFixture fixture;
+        fixture.discovery->discover.answerWith({fixture.director(u"2.4.1"_s), fixture.creator()});
+        fixture.releaseChecker->latest.answerWith(
+            AvailableApplicationRelease{u"2.5.0"_s, std::nullopt, std::nullopt});
+        fixture.catalogue->load.answerWith({makePack(u"a"_s, u"A"_s, {}, u"1.10"_s),
+                                            makePack(u"b"_s, u"B"_s, {}, u"2.0.0"_s),
+                                            makePack(u"c"_s, u"C"_s, {}, u"1.0"_s)});
+        fixture.installer->versions.answerWith(
+            QHash<QString, QString>{{u"a"_s, u"1.9"_s}, {u"b"_s, u"2.0"_s}, {u"c"_s, u"beta"_s}});
+        auto store = fixture.makeStore();
+
+        auto task = store->start();
+        QVERIFY(finishes(task));
+        // 1.9 is older than 1.10 by number; 2.0 equals 2.0.0; an unreadable version counts as
+        // installed.
+        QCOMPARE(store->packs()[0].installation, PackInstallation::updateAvailable);
+        QCOMPARE(store->packs()[1].installation, PackInstallation::installed);
+        QCOMPARE(store->packs()[2].installation, PackInstallation::installed);
+        // The Director's update and one pack; the built-in Creator never counts.
+        QCOMPARE(store->apps()[1].state, InstallationState::included);
+        QCOMPARE(store->updateCount(), 2);
+    }
+
+    void mirrorsDirectorIntoBuiltInCreator() {
+        StoreFixture fixture;
+        InstalledApp director = fixture.director(u"2.4.1"_s, u"2410"_s);
+        director.isRunning = true;
+        director.state = InstallationState::running;
+        fixture.discovery->discover.answerWith({director, fixture.creator()});
+        fixture.releaseChecker->latest.answerWith(std::nullopt);
+        fixture.catalogue->load.answerWith(QList<ContentPack>{});
+        fixture.installer->versions.answerWith(QHash<QString, QString>{});
+        auto store = fixture.makeStore();
+        auto task = store->start();
+        QVERIFY(finishes(task));
+
+        const InstalledApp& creator = store->apps()[1];
+        QCOMPARE(creator.id, u"Vantor Creator"_s);
+        QCOMPARE(creator.bundleIdentifier, director.bundleIdentifier);
+        QCOMPARE(creator.path, director.path);
+        QCOMPARE(creator.installedVersion, u"2.4.1"_s);
+        QCOMPARE(creator.build, u"2410"_s);
+        QVERIFY(!creator.isRunning);
+        QCOMPARE(creator.state, InstallationState::included);
+
+        // Without an installed Director the Creator row stays as discovered.
+        fixture.discovery->discover.answerWith({fixture.missingDirector(), fixture.creator()});
+        auto refresh = store->refreshApplications();
+        QVERIFY(finishes(refresh));
+        QCOMPARE(store->apps()[1].state, InstallationState::notInstalled);
+        QVERIFY(!store->apps()[1].path);
+    }
+
+    void opensOnlyVerifiedInstallations() {
+        StoreFixture fixture;
+        auto store = fixture.makeStore();
+        store->open(fixture.missingDirector());
+        QCOMPARE(store->message(), u"Vantor Director is not installed at a verified location."_s);
+        QVERIFY(fixture.workspace->opened.isEmpty());
+
+        store->open(fixture.director());
+        QCOMPARE(fixture.workspace->opened, QList<QUrl>{*fixture.director().path});
+
+        store->setDemoEnabled(true);
+        store->open(fixture.director());
+        QCOMPARE(store->message(),
+                 u"Demo mode did not open Vantor Director or change the installed application."_s);
+        QCOMPARE(fixture.workspace->opened.size(), 1);
+        store->revealInFileBrowser(fixture.director());
+        QCOMPARE(store->message(), u"Demo mode did not reveal a simulated application."_s);
+        QVERIFY(fixture.workspace->revealed.isEmpty());
+    }
+
+    void appliesAndForgetsRememberedLocations() {
+        StoreFixture fixture;
+        const QString folder = fixture.folder.filePath(u"Elsewhere"_s);
+        const QUrl verified = writeBundle(folder, u"Director.app"_s,
+                                          {u"nz.co.halvex.Pellomar"_s, u"2.3.0"_s, u"2300"_s});
+        const QUrl foreign = writeBundle(folder, u"Other.app"_s,
+                                         {u"nz.co.halvex.vantordirector"_s, u"9.0"_s, u"9"_s});
+        fixture.settings->setValue(u"selectedApplication.Vantor Director"_s,
+                                   verified.toLocalFile().toUtf8());
+        fixture.settings->setValue(u"selectedApplication.Vantor Creator"_s,
+                                   foreign.toLocalFile().toUtf8());
+        auto store = fixture.makeStore();
+
+        const auto apps =
+            store->applyRememberedLocations({fixture.missingDirector(), fixture.creator()});
+        QCOMPARE(apps[0].path, verified);
+        QCOMPARE(apps[0].installedVersion, u"2.3.0"_s);
+        QCOMPARE(apps[0].build, u"2300"_s);
+        QCOMPARE(apps[0].state, InstallationState::stale);
+        QCOMPARE(apps[0].lastChecked, fixture.clock);
+        QCOMPARE(store->securityScopedApplicationURLs().value(u"Vantor Director"_s), verified);
+        // The identifier test is case-sensitive, so the lower-case copy is foreign and forgotten.
+        QVERIFY(!apps[1].path);
+        QVERIFY(!fixture.settings->contains(u"selectedApplication.Vantor Creator"_s));
+
+        // A bundle that has since gained another identifier is forgotten too.
+        writeBundle(folder, u"Director.app"_s, {u"com.example.Impostor"_s, u"2.3.0"_s, u"2300"_s});
+        const auto again =
+            store->applyRememberedLocations({fixture.missingDirector(), fixture.creator()});
+        QVERIFY(!again[0].path);
+        QVERIFY(!fixture.settings->contains(u"selectedApplication.Vantor Director"_s));
+    }
+
+    void remembersAChosenLocation() {
+        StoreFixture fixture;
+        fixture.releaseChecker->latest.answerWith(std::nullopt);
+        const QString folder = fixture.folder.filePath(u"Chosen"_s);
+        const QUrl foreign =
+            writeBundle(folder, u"Foreign.app"_s, {u"com.example.Other"_s, u"1.0"_s, {}});
+        const QUrl verified =
+            writeBundle(folder, u"Vantor Director.app"_s,
+                        {u"nz.co.halvex.VantorDirector"_s, u"2.4.0"_s, u"2400"_s});
+        auto store = fixture.makeStore();
+        fixture.discovery->discover.answerWith({fixture.missingDirector(), fixture.creator()});
+        fixture.catalogue->load.answerWith(QList<ContentPack>{});
+        fixture.installer->versions.answerWith(QHash<QString, QString>{});
+        auto start = store->start();
+        QVERIFY(finishes(start));
+
+        fixture.locationChooser->choose.answerWith(std::optional<QUrl>());
+        auto cancelled = store->chooseApplicationLocation(store->apps()[0]);
+        QVERIFY(finishes(cancelled));
+        QCOMPARE(fixture.locationChooser->requests[0].title, u"Locate Vantor Director"_s);
+        QCOMPARE(
+            fixture.locationChooser->requests[0].message,
+            u"Select the Vantor Director application. Its bundle identifier will be verified."_s);
+        QCOMPARE(fixture.locationChooser->requests[0].prompt, u"Use This Application"_s);
+        QVERIFY(!store->message());
+
+        fixture.locationChooser->choose.answerWith(std::optional<QUrl>(foreign));
+        auto rejected = store->chooseApplicationLocation(store->apps()[0]);
+        QVERIFY(finishes(rejected));
+        QCOMPARE(store->message(),
+                 u"The selected application is not a verified Vantor Director installation."_s);
+        QVERIFY(!fixture.settings->contains(u"selectedApplication.Vantor Director"_s));
+
+        fixture.locationChooser->choose.answerWith(std::optional<QUrl>(verified));
+        auto accepted = store->chooseApplicationLocation(store->apps()[0]);
+        QVERIFY(finishes(accepted));
+        QCOMPARE(store->apps()[0].path, verified);
+        QCOMPARE(store->apps()[0].bundleIdentifier, u"nz.co.halvex.VantorDirector"_s);
+        QVERIFY(fixture.settings->contains(u"selectedApplication.Vantor Director"_s));
+        QTRY_COMPARE(fixture.releaseChecker->latest.callCount(), 2);
+
+        // The next discovery that misses it still shows the remembered copy.
+        auto refresh = store->refreshApplications();
+        QVERIFY(finishes(refresh));
+        QCOMPARE(store->apps()[0].path, verified);
+    }
+
+    void followsWorkspaceOneRefreshAtATime() {
+        StoreFixture fixture;
+        fixture.releaseChecker->latest.answerWith(std::nullopt);
+        fixture.discovery->discover.holdCalls();
+        auto store = fixture.makeStore();
+        store->setFollowsWorkspace(true);
+
+        fixture.workspace->simulateLaunch();
+        fixture.workspace->simulateLaunch();
+        QCOMPARE(fixture.discovery->discover.pendingCount(), 1);
+        fixture.discovery->discover.complete({fixture.missingDirector(), fixture.creator()});
+        QCOMPARE(fixture.discovery->discover.pendingCount(), 1); // the second launch's refresh
+        fixture.workspace->simulateTermination(); // terminations have their own queue
+        QCOMPARE(fixture.discovery->discover.pendingCount(), 2);
+        fixture.discovery->discover.complete({fixture.missingDirector(), fixture.creator()});
+        fixture.discovery->discover.complete({fixture.director(), fixture.creator()});
+        QCOMPARE(fixture.discovery->discover.callCount(), 3);
+
+        store->setFollowsWorkspace(false);
+        fixture.workspace->simulateLaunch();
+        QCOMPARE(fixture.discovery->discover.callCount(), 3);
+    }
+
+    void demoLaunchNotificationRestoresCreatorsOwnRecord() {
+        StoreFixture fixture;
+        auto store = startedDemoStore(fixture);
+        QCOMPARE(store->apps()[1].state, InstallationState::included);
+        store->setFollowsWorkspace(true);
+        fixture.workspace->simulateLaunch();
+        QTRY_COMPARE(store->apps()[1].state, InstallationState::current);
+        QCOMPARE(store->apps()[1].installedVersion, u"1.8.0"_s);
+    }
+
+    void messagesReplaceEachOther() {
+        StoreFixture fixture;
+        auto store = fixture.makeStore();
+        QSignalSpy changes(store.get(), &LaunchStore::messageChanged);
+        store->setMessage(u"first"_s);
+        store->setMessage(u"second"_s);
+        store->setMessage(u"second"_s);
+        QCOMPARE(store->message(), u"second"_s);
+        store->dismissMessage();
+        QVERIFY(!store->message());
+        QCOMPARE(changes.count(), 3);
+    }
+};
+
+QTEST_GUILESS_MAIN(LaunchStoreOperationsTest)
+#include "LaunchStoreOperationsTest.moc"
