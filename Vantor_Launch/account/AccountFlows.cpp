@@ -24,8 +24,13 @@ QCoro::Task<> LaunchStore::signIn() {
         setMessage(u"Sign-out is still finishing. Please try signing in again shortly."_s);
         co_return;
     }
-    if (m_syncState.kind == Kind::signingIn || !m_accountProvider)
+    if (m_syncState.kind == Kind::signingIn)
         co_return;
+    if (!m_accountProvider) {
+        // This build has no website sign-in: say so rather than ignore the button.
+        setMessage(LaunchError::notConfigured(u"Website account sign-in"_s).description());
+        co_return;
+    }
 
     bumpAccountGeneration();
     const auto ticket = GenerationTicket::forAccount(*this);

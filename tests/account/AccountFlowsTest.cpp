@@ -179,6 +179,18 @@ private Q_SLOTS:
                  u"Account refreshed, but its offline copy could not be saved."_s);
     }
 
+    void signInWithoutAProviderSaysSo()
+    {
+        StoreFixture fixture;
+        auto collaborators = fixture.collaborators();
+        collaborators.productionAccountProvider = nullptr;
+        LaunchStore store(collaborators);
+        auto task = store.signIn();
+        QVERIFY(finishes(task));
+        QCOMPARE(store.message(), u"Website account sign-in is not configured in this build."_s);
+        QCOMPARE(store.syncState(), AccountSyncState::signedOut());
+    }
+
     void demoModeLeavesNoTraceOnDisk() {
         StoreFixture fixture;
         auto store = fixture.makeStore();
