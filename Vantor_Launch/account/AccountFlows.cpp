@@ -8,9 +8,6 @@ using Kind = AccountSyncState::Kind;
 
 namespace {
 
-const QString snapshotNotRemovedMessage =
-    u"Saved account data could not be removed. Sign-out or account switching was not completed. Please try again."_s;
-
 QString descriptionOf(const std::exception& error) {
     if (const auto* launchError = dynamic_cast<const LaunchError*>(&error))
         return launchError->description();
@@ -18,6 +15,20 @@ QString descriptionOf(const std::exception& error) {
 }
 
 } // namespace
+
+// Before the account changes hands the offline copy must go; demo mode never had one.
+bool LaunchStore::clearSavedSnapshot()
+{
+    if (m_demoEnabled || !m_services.snapshotCache)
+        return true;
+    try {
+        m_services.snapshotCache->clear();
+        return true;
+    } catch (const std::exception&) {
+        setMessage(u"Saved account data could not be removed. Sign-out or account switching was not completed. Please try again."_s);
+        return false;
+    }
+}
 
 QCoro::Task<> LaunchStore::signIn() {
     if (m_isSigningOut) {
@@ -34,14 +45,8 @@ QCoro::Task<> LaunchStore::signIn() {
 
     bumpAccountGeneration();
     const auto ticket = GenerationTicket::forAccount(*this);
-    if (!m_demoEnabled && m_services.snapshotCache) {
-        try {
-            m_services.snapshotCache->clear();
-        } catch (const std::exception&) {
-            setMessage(snapshotNotRemovedMessage);
-            co_return;
-        }
-    }
+    if (!clearSavedSnapshot())
+        co_return;
     resetAccount();
     setSyncState(AccountSyncState::signingIn());
 
@@ -64,14 +69,8 @@ QCoro::Task<> LaunchStore::signOut() {
         co_return;
     bumpAccountGeneration();
     const qint64 generation = m_accountGeneration;
-    if (!m_demoEnabled && m_services.snapshotCache) {
-        try {
-            m_services.snapshotCache->clear();
-        } catch (const std::exception&) {
-            setMessage(snapshotNotRemovedMessage);
-            co_return;
-        }
-    }
+    if (!clearSavedSnapshot())
+        co_return;
     // Local state goes before the website is asked, so a slow website never looks signed in.
     resetAccount();
     setIsSigningOut(true);

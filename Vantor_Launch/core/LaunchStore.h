@@ -260,6 +260,7 @@ private:
 
     void startDemo();
     void restoreSavedSnapshot();
+    bool clearSavedSnapshot();
     InstalledApp recordFromBundle(const InstalledApp& app, const QUrl& bundle) const;
     const InstalledApp* findApp(const QString& appID) const;
     std::optional<InstalledApp> appWithID(const QString& appID) const;
