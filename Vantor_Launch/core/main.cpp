@@ -1,9 +1,14 @@
+#include "LauncherApp.h"
+#include "QmlEngineSetup.h"
 #include "core/BuildSettings.h"
 #include "core/LaunchError.h"
 #include "core/LaunchStore.h"
+#include "core/StrictJson.h"
+#include "platform/SelfUpdater.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
+#include <QFile>
 #include <QQmlApplicationEngine>
 #include <QtQml/qqmlextensionplugin.h>
 #include <cstdio>
@@ -24,9 +29,21 @@ std::optional<Launch::DemoScenario> scenarioNamed(const QString& name) {
     return std::nullopt;
 }
 
+// The launcher's own appcast, from the development configuration ("launcherAppcastURL"). None in
+// a build without one: the update check then says that nothing is configured.
+std::optional<QUrl> appcastURLFromFile(const QString& path) {
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        throw LaunchError::file(u"The configuration file %1 could not be read."_s.arg(path));
+    const auto text = JsonObject::parse(file.readAll()).optionalString("launcherAppcastURL");
+    return text ? std::optional<QUrl>(QUrl(*text)) : std::nullopt;
+}
+
 } // namespace
 
 int main(int argc, char* argv[]) {
+    // QApplication, not QGuiApplication: the tray menu is drawn with widgets where the desktop has
+    // no native menus.
     QApplication application(argc, argv);
     application.setOrganizationName(u"Vantor"_s);
     application.setOrganizationDomain(u"halvex.co.nz"_s);
@@ -55,9 +72,11 @@ int main(int argc, char* argv[]) {
     }
 
     LaunchConfiguration configuration = LaunchConfiguration::production();
+    std::optional<QUrl> appcastURL;
     if (parser.isSet(configOption)) {
         try {
             configuration = LaunchConfiguration::fromFile(parser.value(configOption));
+            appcastURL = appcastURLFromFile(parser.value(configOption));
         } catch (const LaunchError& error) {
             std::fprintf(stderr, "%s\n", qPrintable(error.description()));
             return 2;
@@ -68,8 +87,15 @@ int main(int argc, char* argv[]) {
     store.setDemoEnabled(parser.isSet(demoOption));
     store.setDemoScenario(*scenario);
 
+    LauncherApp launcher(&store, std::make_shared<QSettings>(),
+                         makeSelfUpdater({appcastURL, QStringLiteral(LAUNCHER_VERSION),
+                                          QStringLiteral(LAUNCHER_BUILD), nullptr}));
+    launcher.updater()->startAutomaticChecks(LauncherApp::updateCheckInterval);
+
     QQmlApplicationEngine engine;
-    engine.setInitialProperties({{u"store"_s, QVariant::fromValue(&store)}});
+    prepareQmlEngine(engine);
+    engine.setInitialProperties({{u"store"_s, QVariant::fromValue(&store)},
+                                 {u"launcher"_s, QVariant::fromValue(&launcher)}});
     engine.load(QUrl(u"qrc:/Vantor/Launch/Main.qml"_s));
     if (engine.rootObjects().isEmpty())
         return 1;

@@ -1,25 +1,42 @@
+import QtQml
 import QtQuick
-import QtQuick.Controls
 
-ApplicationWindow {
-    id: window
+// The application's scenes: the main window, the settings window and the tray menu, all on the
+// one store. Showing the launcher from the tray selects the section, then brings the main window
+// back (reopening it runs start() again).
+QtObject {
+    id: root
 
     required property var store
+    required property var launcher
 
-    title: "Vantor Launcher"
-    width: 1440
-    height: 960
-    minimumWidth: 1000
-    minimumHeight: 720
-    visible: true
-    color: Qt.rgba(7 / 255, 17 / 255, 31 / 255, 1)
+    property MainWindow mainWindow: MainWindow {
+        store: root.store
+        launcher: root.launcher
+        onSettingsRequested: root.showSettings()
+    }
 
-    Component.onCompleted: store.requestStart()
+    property SettingsWindow settingsWindow: SettingsWindow {
+        store: root.store
+        launcher: root.launcher
+    }
 
-    Label {
-        anchors.centerIn: parent
-        color: Qt.rgba(244 / 255, 247 / 255, 250 / 255, 1)
-        text: "Vantor Launcher"
-        font.pixelSize: 28
+    property LauncherMenuBarView menuBarExtra: LauncherMenuBarView {
+        store: root.store
+        launcher: root.launcher
+        onShowLauncherRequested: section => root.showLauncher(section)
+    }
+
+    function showLauncher(section) {
+        root.store.selection = section
+        root.mainWindow.show()
+        root.mainWindow.raise()
+        root.mainWindow.requestActivate()
+    }
+
+    function showSettings() {
+        root.settingsWindow.show()
+        root.settingsWindow.raise()
+        root.settingsWindow.requestActivate()
     }
 }

@@ -1,0 +1,182 @@
+import QtQml
+import QtQuick
+import QtQuick.Controls.Fusion
+import QtQuick.Layouts
+import Vantor.Launch
+
+// The Help section: the launcher's version and support link, the integration status of this build
+// and the privacy statement.
+ScrollView {
+    id: root
+
+    required property var store
+    required property var launcher
+
+    objectName: "helpView"
+    contentWidth: availableWidth
+
+    ColumnLayout {
+        id: column
+
+        width: Math.min(root.availableWidth - 56, 1280)
+        x: (root.availableWidth - width) / 2
+        spacing: 20
+
+        Item {
+            implicitHeight: 8
+        }
+
+        ScreenHeader {
+            Layout.fillWidth: true
+            title: "Help"
+            subtitle: "Support, privacy and integration status."
+            demoEnabled: root.store.demoEnabled
+        }
+
+        LaunchCard {
+            objectName: "aboutGroup"
+            Layout.fillWidth: true
+
+            Label {
+                text: "Vantor Launcher"
+                font.pixelSize: 20
+                font.bold: true
+                color: LaunchPalette.paper
+                Accessible.role: Accessible.Heading
+            }
+
+            LabeledValue {
+                objectName: "versionValue"
+                Layout.fillWidth: true
+                label: "Version"
+                value: LauncherInfo.version
+            }
+
+            LabeledValue {
+                objectName: "buildValue"
+                Layout.fillWidth: true
+                label: "Build"
+                value: LauncherInfo.build
+            }
+
+            Label {
+                Layout.fillWidth: true
+                text: "Launcher is an optional companion. Vantor Director and Vantor Creator remain independently usable."
+                color: LaunchPalette.slate
+                font.pixelSize: 13
+                wrapMode: Text.WordWrap
+            }
+
+            Label {
+                objectName: "launcherUpdateStatus"
+                Layout.fillWidth: true
+                visible: root.launcher.updater.statusText !== ""
+                text: root.launcher.updater.statusText
+                color: root.launcher.updater.updateAvailable ? LaunchPalette.gold : LaunchPalette.slate
+                font.pixelSize: 13
+                wrapMode: Text.WordWrap
+            }
+
+            RowLayout {
+                spacing: 10
+
+                LaunchButton {
+                    objectName: "downloadLauncherButton"
+                    visible: root.launcher.updater.updateAvailable
+                    highlighted: true
+                    text: "Download Vantor Launcher " + root.launcher.updater.availableVersion
+                    onClicked: Qt.openUrlExternally(root.launcher.updater.downloadURL)
+                }
+
+                LinkButton {
+                    objectName: "supportLink"
+                    visible: root.store.supportURL.toString() !== ""
+                    text: "Open Vantor Director support"
+                    onClicked: Qt.openUrlExternally(root.store.supportURL)
+                }
+            }
+        }
+
+        LaunchCard {
+            objectName: "integrationGroup"
+            Layout.fillWidth: true
+
+            Label {
+                text: "Production integration status"
+                font.pixelSize: 20
+                font.bold: true
+                color: LaunchPalette.paper
+                Accessible.role: Accessible.Heading
+            }
+
+            StatusLabel {
+                objectName: "integrationsConfigured"
+                Layout.fillWidth: true
+                visible: root.store.missingIntegrations.length === 0
+                text: "Account sign-in, release checking, updater handoff and account-management links are configured."
+                symbol: "checkmark.seal.fill"
+                color: LaunchPalette.green
+                font.pixelSize: 13
+            }
+
+            Label {
+                objectName: "integrationsMissing"
+                Layout.fillWidth: true
+                visible: root.store.missingIntegrations.length > 0
+                text: "These operations remain unavailable until their production contracts are supplied:"
+                color: LaunchPalette.gold
+                font.pixelSize: 13
+                wrapMode: Text.WordWrap
+            }
+
+            Repeater {
+                model: root.store.missingIntegrations
+
+                StatusLabel {
+                    required property string modelData
+
+                    objectName: "missingIntegration"
+                    Layout.fillWidth: true
+                    text: modelData
+                    symbol: "wrench.and.screwdriver"
+                    color: LaunchPalette.paper
+                    font.pixelSize: 13
+                    font.weight: Font.Normal
+                }
+            }
+        }
+
+        LaunchCard {
+            objectName: "privacyGroup"
+            Layout.fillWidth: true
+
+            Label {
+                text: "Privacy"
+                font.pixelSize: 20
+                font.bold: true
+                color: LaunchPalette.paper
+                Accessible.role: Accessible.Heading
+            }
+
+            Label {
+                Layout.fillWidth: true
+                text: "No telemetry is included. Account access and refresh tokens are stored in Keychain and are removed when Launcher signs out."
+                color: LaunchPalette.paper
+                font.pixelSize: 13
+                wrapMode: Text.WordWrap
+            }
+
+            Label {
+                Layout.fillWidth: true
+                text: "Diagnostics you share must leave out account data and tokens; redact them first."
+                color: LaunchPalette.slate
+                font.pixelSize: 13
+                wrapMode: Text.WordWrap
+            }
+        }
+
+        Item {
+            implicitHeight: 8
+        }
+    }
+}

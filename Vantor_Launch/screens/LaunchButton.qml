@@ -1,0 +1,41 @@
+import QtQml
+import QtQuick
+import QtQuick.Controls.Fusion
+import Vantor.Launch
+
+// A push button in the launcher's style; `highlighted` marks the prominent action of its group.
+Button {
+    id: root
+
+    property bool small: false
+
+    hoverEnabled: true
+    font.pixelSize: root.small ? 12 : 13
+    leftPadding: root.small ? 12 : 16
+    rightPadding: root.small ? 12 : 16
+    topPadding: root.small ? 5 : 7
+    bottomPadding: root.small ? 5 : 7
+
+    contentItem: Label {
+        text: root.text
+        font: root.font
+        horizontalAlignment: Text.AlignHCenter
+        verticalAlignment: Text.AlignVCenter
+        elide: Text.ElideRight
+        color: !root.enabled ? LaunchPalette.disabledText
+                             : root.highlighted ? LaunchPalette.midnight : LaunchPalette.paper
+    }
+
+    background: Rectangle {
+        implicitHeight: root.small ? 26 : 32
+        radius: 7
+        color: !root.enabled ? LaunchPalette.disabledRaised
+                             : root.highlighted ? (root.down ? Qt.darker(LaunchPalette.accentBlue, 1.2)
+                                                            : LaunchPalette.accentBlue)
+                                                : (root.down ? LaunchPalette.raisedDark
+                                                             : root.hovered ? LaunchPalette.raisedLight
+                                                                            : LaunchPalette.raised)
+        border.width: root.visualFocus ? 2 : 1
+        border.color: root.visualFocus ? LaunchPalette.paper : LaunchPalette.cardOutline
+    }
+}

@@ -1,0 +1,74 @@
+import QtQml
+import QtQuick
+import Qt.labs.platform as Platform
+import Vantor.Launch
+
+// The tray menu, shown while "showsMenuBarItem" is on: the launcher's sections, the update
+// status, the two applications, the launcher's own update check and quitting.
+Platform.SystemTrayIcon {
+    id: root
+
+    required property var store
+    required property var launcher
+
+    signal showLauncherRequested(int section)
+
+    property MenuBarPanelModel panel: MenuBarPanelModel {
+        store: root.store
+    }
+
+    visible: root.launcher.showsMenuBarItem
+    tooltip: "Vantor Launcher"
+    icon.source: root.panel.iconSource
+
+    onActivated: reason => {
+        if (reason === Platform.SystemTrayIcon.Trigger)
+            root.menu.open()
+    }
+
+    menu: Platform.Menu {
+        Platform.MenuItem {
+            text: "Open Vantor Launcher"
+            onTriggered: root.showLauncherRequested(Sections.overview)
+        }
+        Platform.MenuSeparator {}
+        Platform.MenuItem {
+            text: root.panel.updatesText
+            visible: !root.panel.hasUpdates
+            enabled: false
+        }
+        Platform.MenuItem {
+            text: root.panel.updatesText
+            visible: root.panel.hasUpdates
+            onTriggered: root.showLauncherRequested(Sections.overview)
+        }
+        Platform.MenuSeparator {}
+        Platform.MenuItem {
+            text: "Open Vantor Director"
+            enabled: root.panel.canOpenDirector
+            onTriggered: root.panel.openDirector()
+        }
+        Platform.MenuItem {
+            text: "Open Vantor Creator"
+            enabled: root.panel.canOpenCreator
+            onTriggered: root.panel.openCreator()
+        }
+        Platform.MenuItem {
+            text: "Browse Content Packs"
+            onTriggered: root.showLauncherRequested(Sections.packs)
+        }
+        Platform.MenuSeparator {}
+        Platform.MenuItem {
+            text: "Check for Updates"
+            onTriggered: {
+                root.launcher.checkForLauncherUpdates()
+                root.store.requestRefreshApplications()
+            }
+        }
+        Platform.MenuSeparator {}
+        Platform.MenuItem {
+            text: "Quit Vantor Launcher"
+            onTriggered: Qt.quit()
+        }
+    }
+}

@@ -1,0 +1,63 @@
+import QtQml
+import QtQuick
+import QtQuick.Controls.Fusion
+import Vantor.Launch
+
+// The window's menus: the launcher's own commands and "Navigate", one item per section. "Ctrl" is
+// the platform's command key (Command on macOS).
+MenuBar {
+    id: root
+
+    required property var store
+    required property var launcher
+
+    signal settingsRequested
+
+    Menu {
+        title: "Vantor Launcher"
+
+        Action {
+            text: "About Vantor Launcher"
+            onTriggered: root.store.selection = Sections.help
+        }
+        MenuSeparator {}
+        Action {
+            objectName: "checkForUpdatesAction"
+            text: "Check for Updates"
+            shortcut: "Ctrl+R"
+            onTriggered: root.launcher.checkForLauncherUpdates()
+        }
+        MenuSeparator {}
+        Action {
+            text: "Settings…"
+            shortcut: StandardKey.Preferences
+            onTriggered: root.settingsRequested()
+        }
+        MenuSeparator {}
+        Action {
+            text: "Quit Vantor Launcher"
+            shortcut: StandardKey.Quit
+            onTriggered: Qt.quit()
+        }
+    }
+
+    Menu {
+        id: navigateMenu
+
+        title: "Navigate"
+
+        Instantiator {
+            model: Sections.all
+            delegate: Action {
+                required property var modelData
+
+                objectName: "navigate-" + modelData.title
+                text: modelData.title
+                shortcut: modelData.shortcut
+                onTriggered: root.store.selection = modelData.section
+            }
+            onObjectAdded: (index, action) => navigateMenu.insertAction(index, action)
+            onObjectRemoved: (index, action) => navigateMenu.removeAction(action)
+        }
+    }
+}

@@ -1,0 +1,49 @@
+#pragma once
+
+#include "core/LaunchStore.h"
+
+#include <QObject>
+#include <QPointer>
+#include <QUrl>
+#include <QtQmlIntegration>
+
+// What the tray menu shows for the store: the update line, which applications can be opened, and
+// the tray's own icon.
+class MenuBarPanelModel : public QObject {
+    Q_OBJECT
+    QML_ELEMENT
+    Q_PROPERTY(LaunchStore* store READ store WRITE setStore NOTIFY storeChanged)
+    Q_PROPERTY(bool hasUpdates READ hasUpdates NOTIFY changed)
+    Q_PROPERTY(QString updatesText READ updatesText NOTIFY changed)
+    Q_PROPERTY(bool canOpenDirector READ canOpenDirector NOTIFY changed)
+    Q_PROPERTY(bool canOpenCreator READ canOpenCreator NOTIFY changed)
+    Q_PROPERTY(QString iconName READ iconName NOTIFY changed)
+    Q_PROPERTY(QUrl iconSource READ iconSource NOTIFY changed)
+
+public:
+    explicit MenuBarPanelModel(QObject* parent = nullptr);
+
+    LaunchStore* store() const { return m_store; }
+    void setStore(LaunchStore* store);
+
+    bool hasUpdates() const;
+    QString updatesText() const;
+    bool canOpenDirector() const;
+    bool canOpenCreator() const;
+    QString iconName() const;
+    QUrl iconSource() const;
+
+    Q_INVOKABLE void openDirector();
+    Q_INVOKABLE void openCreator();
+
+Q_SIGNALS:
+    void storeChanged();
+    void changed();
+
+private:
+    std::optional<InstalledApp> appNamed(const QString& name) const;
+    void openAppNamed(const QString& name);
+
+    QPointer<LaunchStore> m_store;
+    QList<QMetaObject::Connection> m_connections;
+};

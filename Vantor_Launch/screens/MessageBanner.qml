@@ -1,0 +1,75 @@
+import QtQml
+import QtQuick
+import QtQuick.Controls.Fusion
+import QtQuick.Layouts
+import Vantor.Launch
+
+// The outcome of the latest flow, until the user dismisses it or a newer one replaces it. Read as
+// one element: the message with its dismiss button.
+Rectangle {
+    id: root
+
+    required property string message
+
+    signal dismiss
+
+    objectName: "messageBanner"
+    implicitHeight: row.implicitHeight + 24
+    radius: 10
+    color: LaunchPalette.bannerBackground
+    border.color: LaunchPalette.bannerOutline
+    border.width: 1
+    Accessible.role: Accessible.AlertMessage
+    Accessible.name: root.message
+    Accessible.description: "Dismiss"
+
+    RowLayout {
+        id: row
+
+        anchors.fill: parent
+        anchors.margins: 12
+        spacing: 10
+
+        SymbolIcon {
+            implicitWidth: 18
+            implicitHeight: 18
+            name: "info.circle.fill"
+            color: LaunchPalette.accentBlue
+            Accessible.ignored: true
+        }
+
+        Label {
+            objectName: "messageText"
+            Layout.fillWidth: true
+            text: root.message
+            color: LaunchPalette.paper
+            font.pixelSize: 13
+            wrapMode: Text.Wrap
+            Accessible.ignored: true
+        }
+
+        AbstractButton {
+            id: dismissButton
+
+            objectName: "dismissButton"
+            implicitWidth: 26
+            implicitHeight: 26
+            hoverEnabled: true
+            text: "Dismiss"
+            Accessible.name: "Dismiss"
+            onClicked: root.dismiss()
+
+            background: Rectangle {
+                radius: width / 2
+                color: dismissButton.hovered ? LaunchPalette.bannerOutline : "transparent"
+            }
+
+            contentItem: SymbolIcon {
+                name: "xmark"
+                color: LaunchPalette.paper
+            }
+
+            padding: 6
+        }
+    }
+}

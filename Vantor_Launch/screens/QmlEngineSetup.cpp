@@ -1,0 +1,16 @@
+#include "QmlEngineSetup.h"
+
+#include "SymbolImageProvider.h"
+#include "UiPalette.h"
+
+#include <QGuiApplication>
+#include <QQmlEngine>
+
+using namespace Qt::StringLiterals;
+
+void prepareQmlEngine(QQmlEngine& engine) {
+    engine.addImportPath(u"qrc:/"_s);
+    engine.addImageProvider(u"symbol"_s, new SymbolImageProvider);
+    // The launcher always uses the dark appearance, whatever the desktop's theme.
+    QGuiApplication::setPalette(UiPalette::controls());
+}

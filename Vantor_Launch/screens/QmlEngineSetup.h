@@ -1,0 +1,8 @@
+#pragma once
+
+class QQmlEngine;
+
+// Makes an engine ready for the launcher's views: the module's import path, the symbol images and
+// the dark palette of the controls.
+// The application, the screenshot tool and the tests all load the views through it.
+void prepareQmlEngine(QQmlEngine& engine);

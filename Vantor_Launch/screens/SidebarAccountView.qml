@@ -1,0 +1,91 @@
+import QtQml
+import QtQuick
+import QtQuick.Controls.Fusion
+import QtQuick.Layouts
+import Vantor.Launch
+
+// The account area at the foot of the sidebar: an invitation to sign in, or who is signed in with
+// the sync status and the account actions.
+ColumnLayout {
+    id: root
+
+    required property var store
+
+    spacing: 10
+
+    ColumnLayout {
+        objectName: "signedOutAccount"
+        Layout.fillWidth: true
+        visible: root.store.account === undefined
+        spacing: 8
+
+        StatusLabel {
+            Layout.fillWidth: true
+            text: "Website account"
+            symbol: "person.crop.circle"
+            color: LaunchPalette.paper
+            font.pixelSize: 13
+            font.weight: Font.Bold
+        }
+
+        Label {
+            Layout.fillWidth: true
+            text: "Sign in to sync your Content Packs and account details."
+            font.pixelSize: 11
+            color: LaunchPalette.slate
+            wrapMode: Text.WordWrap
+        }
+
+        LaunchButton {
+            objectName: "signInButton"
+            text: "Sign in"
+            highlighted: true
+            enabled: root.store.signInConfigured
+            onClicked: root.store.requestSignIn()
+        }
+    }
+
+    ColumnLayout {
+        objectName: "signedInAccount"
+        Layout.fillWidth: true
+        visible: root.store.account !== undefined
+        spacing: 8
+
+        StatusLabel {
+            objectName: "accountName"
+            Layout.fillWidth: true
+            text: root.store.account === undefined ? "" : root.store.account.displayName
+            symbol: "person.crop.circle.fill"
+            color: LaunchPalette.paper
+            font.pixelSize: 13
+            font.weight: Font.Bold
+            maximumLineCount: 1
+        }
+
+        SyncStatusView {
+            id: status
+
+            Layout.fillWidth: true
+            syncState: root.store.syncState
+        }
+
+        RowLayout {
+            spacing: 8
+
+            LaunchButton {
+                objectName: "syncButton"
+                text: "Sync"
+                small: true
+                enabled: !status.syncing
+                onClicked: root.store.requestRefreshAccount()
+            }
+
+            LaunchButton {
+                objectName: "signOutButton"
+                text: "Sign out"
+                small: true
+                onClicked: root.store.requestSignOut()
+            }
+        }
+    }
+}
