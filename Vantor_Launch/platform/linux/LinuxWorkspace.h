@@ -2,13 +2,19 @@
 
 #include "platform/Workspace.h"
 
+class ProcessWatch;
+
 // Applications on Linux are bundle folders too; a process belongs to a bundle when its executable
-// lies in the bundle's "Contents/MacOS/".
+// lies in the bundle's "Contents/MacOS/". Launches and terminations are watched only while
+// someone listens for them.
 class LinuxWorkspace : public Workspace {
     Q_OBJECT
 
 public:
-    using Workspace::Workspace;
+    // folderOpener opens a folder in the file browser when no file manager answers on D-Bus.
+    explicit LinuxWorkspace(QString folderOpener = QStringLiteral("xdg-open"),
+                            QObject* parent = nullptr);
+    ~LinuxWorkspace() override;
 
     std::optional<QUrl> urlForApplication(const QString& bundleIdentifier) const override;
     QList<RunningApplication> runningApplications(const QString& bundleIdentifier) const override;
@@ -16,4 +22,14 @@ public:
     void openApplication(const QUrl& bundle) override;
     QCoro::Task<> openURL(QUrl url, QUrl application, OpenOptions options) override;
     void revealInFileBrowser(const QUrl& bundle) override;
+
+protected:
+    void connectNotify(const QMetaMethod& signal) override;
+    void disconnectNotify(const QMetaMethod& signal) override;
+
+private:
+    void openFolder(const QString& folder) const;
+
+    QString m_folderOpener;
+    ProcessWatch* m_watch;
 };

@@ -1,0 +1,74 @@
+#pragma once
+
+#include "platform/linux/ProcessTable.h"
+
+#include <QElapsedTimer>
+#include <QObject>
+#include <QTimer>
+#include <memory>
+#include <optional>
+#include <unordered_map>
+
+class QSocketNotifier;
+
+// Keeps track of the processes that run from application bundles and reports when one starts or
+// ends. New processes are found by a cheap poll of the process ids in /proc (only an id not seen
+// before is looked at); the end of a bundle process is seen at once through a pidfd.
+class ProcessWatch : public QObject {
+    Q_OBJECT
+
+public:
+    static constexpr int pollInterval = 1000;
+    // Without pidfds, ends are found by the poll too, so it runs often enough for them.
+    static constexpr int pollIntervalWithoutPidfd = 250;
+
+    explicit ProcessWatch(QObject* parent = nullptr);
+    ~ProcessWatch() override;
+
+    // Polls on a timer until stopped. Processes running before the first look are not reported.
+    void start();
+    void stop();
+    bool isActive() const { return m_timer.isActive(); }
+
+    // Brings the table up to date now, reporting what changed since the last look.
+    void refresh();
+    // The bundle processes as of the last look.
+    QList<BundleProcess> bundleProcesses() const;
+
+Q_SIGNALS:
+    void bundleProcessStarted();
+    void bundleProcessEnded();
+
+private:
+    struct Entry {
+        Entry() = default;
+        Entry(const Entry&) = delete;
+        Entry& operator=(const Entry&) = delete;
+        ~Entry();
+
+        std::optional<QString> bundlePath;
+        quint64 sweep = 0;
+        // A young process may still be between fork and exec, so it is looked at again until
+        // then; an old one keeps what it was.
+        qint64 looksUntil = 0;
+        int pidfd = -1;
+        std::unique_ptr<QSocketNotifier> endNotifier;
+    };
+
+    struct Changes {
+        bool started = false;
+        bool ended = false;
+    };
+
+    void look(qint64 processId, Entry& entry, Changes& changes);
+    void watchEnd(qint64 processId, Entry& entry);
+    void onEnded(qint64 processId);
+    void report(const Changes& changes);
+
+    std::unordered_map<qint64, Entry> m_entries;
+    quint64 m_sweep = 0;
+    bool m_primed = false;
+    bool m_pidfdAvailable = true;
+    QElapsedTimer m_clock;
+    QTimer m_timer;
+};

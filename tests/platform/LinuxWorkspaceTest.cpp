@@ -1,0 +1,259 @@
+#include "platform/linux/LinuxWorkspace.h"
+
+#include "StoreDoubles.h"
+#include "TaskOutcome.h"
+#include "TestBundles.h"
+#include "platform/linux/ProcessTable.h"
+
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
+#include <QFile>
+#include <QProcess>
+#include <QSignalSpy>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+#include <QTest>
+#include <csignal>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr int generousTimeout = 15000;
+
+const QString directorID = u"nz.co.halvex.VantorDirector"_s;
+const QString creatorID = u"nz.co.halvex.Vantor-Creator"_s;
+
+QByteArray readAll(const QString& path) {
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+} // namespace
+
+// Stands in for the desktop's file manager on a private session bus.
+class FakeFileManager : public QObject {
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.FileManager1")
+
+public:
+    QList<QStringList> shown;
+
+public Q_SLOTS:
+    void ShowItems(const QStringList& uris, const QString&) { shown.append(uris); }
+};
+
+class LinuxWorkspaceTest : public QObject {
+    Q_OBJECT
+
+private:
+    QTemporaryDir m_folder;
+    QProcess m_bus;
+    QList<QProcess*> m_processes;
+
+    // A child process started straight from a bundle's executable.
+    QProcess* startFrom(const QString& bundle, const QStringList& arguments = {}) {
+        auto* process = new QProcess(this);
+        m_processes.append(process);
+        process->start(bundle + u"/Contents/MacOS/Launch"_s, arguments);
+        if (!process->waitForStarted(generousTimeout))
+            qFatal("could not start a process from %s", qPrintable(bundle));
+        return process;
+    }
+
+    QString root(const QString& name) {
+        const QString path = m_folder.filePath(name);
+        QDir().mkpath(path);
+        return path;
+    }
+
+private Q_SLOTS:
+    void initTestCase() {
+        QVERIFY(m_folder.isValid());
+        // A private session bus, so that nothing reaches the desktop of whoever runs the tests.
+        const QString daemon = QStandardPaths::findExecutable(u"dbus-daemon"_s);
+        if (daemon.isEmpty())
+            return;
+        m_bus.start(daemon, {u"--session"_s, u"--nofork"_s, u"--print-address=1"_s});
+        QVERIFY(m_bus.waitForStarted(generousTimeout));
+        QVERIFY(m_bus.waitForReadyRead(generousTimeout));
+        qputenv("DBUS_SESSION_BUS_ADDRESS", m_bus.readLine().trimmed());
+    }
+
+    void cleanup() {
+        for (QProcess* process : std::as_const(m_processes)) {
+            process->kill();
+            process->waitForFinished(generousTimeout);
+            delete process;
+        }
+        m_processes.clear();
+        // Copies started detached are nobody's children here: end whatever runs from the
+        // test's folder, found without the code under test.
+        for (const qint64 processId : ProcessTable::processIds()) {
+            if (readAll(u"/proc/%1/cmdline"_s.arg(processId)).contains(m_folder.path().toUtf8()))
+                ::kill(pid_t(processId), SIGKILL);
+        }
+    }
+
+    void cleanupTestCase() {
+        if (m_bus.state() != QProcess::NotRunning) {
+            m_bus.terminate();
+            m_bus.waitForFinished(generousTimeout);
+        }
+    }
+
+    void runningCopiesAreTheBundlesTheyRunFrom() {
+        TestBundle director{directorID};
+        director.executable = TestBundle::sleepProgram();
+        const QString running = director.writeTo(root(u"system"_s), u"Vantor Director.app"_s);
+        const QString idle = director.writeTo(root(u"home"_s), u"Vantor Director.app"_s);
+        const QString script =
+            TestBundle{creatorID}.writeTo(root(u"system"_s), u"Vantor Creator.app"_s);
+        // Not a bundle process: its executable lies outside any "Contents/MacOS/".
+        QProcess* plain = new QProcess(this);
+        m_processes.append(plain);
+        plain->start(QStandardPaths::findExecutable(u"sleep"_s), {u"600"_s});
+        QVERIFY(plain->waitForStarted(generousTimeout));
+
+        LinuxWorkspace workspace;
+        QVERIFY(workspace.runningApplications(directorID).isEmpty());
+
+        const qint64 directorProcess = startFrom(running, {u"600"_s})->processId();
+        const qint64 scriptProcess = startFrom(script)->processId();
+
+        // Only the copy that runs counts; the idle copy with the same identifier does not.
+        QCOMPARE(workspace.runningApplications(directorID),
+                 (QList<RunningApplication>{{directorProcess, directorID, bundleURL(running)}}));
+        QVERIFY(idle != running);
+        // A script started through its "#!" line runs as its interpreter, yet belongs to its
+        // bundle.
+        QCOMPARE(workspace.runningApplications(creatorID),
+                 (QList<RunningApplication>{{scriptProcess, creatorID, bundleURL(script)}}));
+        QVERIFY(workspace.runningApplications(u"nz.co.halvex.Unknown"_s).isEmpty());
+    }
+
+    void terminateAsksOnlyTheGivenCopyToQuit() {
+        TestBundle director{directorID};
+        director.executable = TestBundle::sleepProgram();
+        const QString bundle = director.writeTo(root(u"terminate"_s), u"Vantor Director.app"_s);
+        QProcess* process = startFrom(bundle, {u"600"_s});
+        LinuxWorkspace workspace;
+        const RunningApplication copy{process->processId(), directorID, bundleURL(bundle)};
+
+        // A process id that now belongs to another program, and ids that kill() reads as groups.
+        QVERIFY(!workspace.terminate(
+            {QCoreApplication::applicationPid(), directorID, bundleURL(bundle)}));
+        QVERIFY(!workspace.terminate({0, directorID, bundleURL(bundle)}));
+        QVERIFY(!workspace.terminate({-1, directorID, bundleURL(bundle)}));
+        QCOMPARE(process->state(), QProcess::Running);
+
+        QVERIFY(workspace.terminate(copy));
+        QVERIFY(process->waitForFinished(generousTimeout));
+        QCOMPARE(process->exitStatus(), QProcess::CrashExit);
+        QVERIFY(workspace.runningApplications(directorID).isEmpty());
+        QVERIFY(!workspace.terminate(copy));
+    }
+
+    void launchesAndTerminationsOfBundleProcessesAreReported() {
+        const QString bundle =
+            TestBundle{directorID}.writeTo(root(u"watch"_s), u"Vantor Director.app"_s);
+        LinuxWorkspace workspace;
+        QSignalSpy launched(&workspace, &Workspace::applicationLaunched);
+        QSignalSpy terminated(&workspace, &Workspace::applicationTerminated);
+
+        // A program outside any bundle is looked at (runningApplications looks now) and ignored.
+        QProcess* plain = new QProcess(this);
+        m_processes.append(plain);
+        plain->start(QStandardPaths::findExecutable(u"sleep"_s), {u"600"_s});
+        QVERIFY(plain->waitForStarted(generousTimeout));
+        QVERIFY(workspace.runningApplications(directorID).isEmpty());
+        QCoreApplication::processEvents();
+        QCOMPARE(launched.count(), 0);
+
+        QProcess* first = startFrom(bundle);
+        QTRY_COMPARE_WITH_TIMEOUT(launched.count(), 1, generousTimeout);
+        QCOMPARE(terminated.count(), 0);
+
+        first->terminate();
+        QTRY_COMPARE_WITH_TIMEOUT(terminated.count(), 1, generousTimeout);
+
+        startFrom(bundle);
+        QTRY_COMPARE_WITH_TIMEOUT(launched.count(), 2, generousTimeout);
+        QCOMPARE(terminated.count(), 1);
+    }
+
+    void openingStartsTheBundleExecutableWithTheURL() {
+        const QString folder = root(u"open"_s);
+        TestBundle director{directorID};
+        director.executableName = u"Vantor Director"_s;
+        const QString bundle = director.writeTo(folder, u"Vantor Director.app"_s);
+        const QString arguments = bundle + u"/Contents/MacOS/Vantor Director.arguments"_s;
+        LinuxWorkspace workspace;
+
+        workspace.openApplication(bundleURL(bundle));
+        QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(arguments), generousTimeout);
+        QCOMPARE(readAll(arguments), "\n");
+        QTRY_COMPARE_WITH_TIMEOUT(workspace.runningApplications(directorID).size(), 1,
+                                  generousTimeout);
+        QVERIFY(workspace.terminate(workspace.runningApplications(directorID).first()));
+        QTRY_VERIFY_WITH_TIMEOUT(workspace.runningApplications(directorID).isEmpty(),
+                                 generousTimeout);
+
+        QFile::remove(arguments);
+        TaskOutcome<bool> opened;
+        auto task = recordOutcome(
+            workspace.openURL(QUrl(u"vantordirector://content-packs"_s), bundleURL(bundle), {}),
+            opened);
+        QVERIFY(finishes(task));
+        QVERIFY(!opened.error);
+        QTRY_COMPARE_WITH_TIMEOUT(readAll(arguments), "vantordirector://content-packs\n",
+                                  generousTimeout);
+
+        // Without its executable a bundle cannot be opened, and the caller hears of it.
+        QFile::remove(bundle + u"/Contents/MacOS/Vantor Director"_s);
+        TaskOutcome<bool> failed;
+        auto failing = recordOutcome(
+            workspace.openURL(QUrl(u"vantordirector://content-packs"_s), bundleURL(bundle), {}),
+            failed);
+        QVERIFY(finishes(failing));
+        QVERIFY(failed.error);
+        QCOMPARE(failed.error->domain(), LaunchError::Domain::file);
+    }
+
+    void revealAsksTheFileManagerAndOtherwiseOpensTheFolder() {
+        if (m_bus.state() != QProcess::Running)
+            QSKIP("dbus-daemon is not installed");
+        const QString folder = root(u"reveal"_s);
+        const QString bundle = TestBundle{directorID}.writeTo(folder, u"Vantor Director.app"_s);
+        const QString opened = m_folder.filePath(u"opened-folder"_s);
+        const QString opener = m_folder.filePath(u"open-folder"_s);
+        QFile script(opener);
+        QVERIFY(script.open(QIODevice::WriteOnly));
+        script.write("#!/bin/sh\nprintf '%s\\n' \"$@\" > '" + opened.toUtf8() + "'\n");
+        script.close();
+        script.setPermissions(script.permissions() | QFileDevice::ExeOwner);
+        LinuxWorkspace workspace(opener);
+
+        // No file manager on the bus: the folder that holds the bundle opens instead.
+        workspace.revealInFileBrowser(bundleURL(bundle));
+        QTRY_COMPARE_WITH_TIMEOUT(readAll(opened), folder.toUtf8() + '\n', generousTimeout);
+
+        QDBusConnection fileManagerBus = QDBusConnection::connectToBus(
+            QString::fromUtf8(qgetenv("DBUS_SESSION_BUS_ADDRESS")), u"file-manager"_s);
+        FakeFileManager fileManager;
+        QVERIFY(fileManagerBus.registerObject(u"/org/freedesktop/FileManager1"_s, &fileManager,
+                                              QDBusConnection::ExportAllSlots));
+        QVERIFY(fileManagerBus.registerService(u"org.freedesktop.FileManager1"_s));
+        QFile::remove(opened);
+
+        workspace.revealInFileBrowser(bundleURL(bundle));
+        QTRY_COMPARE_WITH_TIMEOUT(fileManager.shown.size(), 1, generousTimeout);
+        QCOMPARE(fileManager.shown.first().size(), 1);
+        QCOMPARE(QUrl(fileManager.shown.first().first()), bundleURL(bundle));
+        QVERIFY(!QFile::exists(opened));
+        QDBusConnection::disconnectFromBus(u"file-manager"_s);
+    }
+};
+
+QTEST_GUILESS_MAIN(LinuxWorkspaceTest)
+#include "LinuxWorkspaceTest.moc"

@@ -1,0 +1,139 @@
+#include "ScreenshotServices.h"
+
+#include "core/DemoData.h"
+#include "core/LaunchError.h"
+
+#include <QCoroTimer>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+using Refresh = ScreenshotScene::Refresh;
+
+class FixedDiscovery : public ApplicationDiscovering {
+public:
+    explicit FixedDiscovery(QList<InstalledApp> apps)
+        : m_apps(std::move(apps)) {}
+    QCoro::Task<QList<InstalledApp>> discoverApplications() override { co_return m_apps; }
+
+private:
+    QList<InstalledApp> m_apps;
+};
+
+class FixedRelease : public ReleaseChecking {
+public:
+    QCoro::Task<std::optional<AvailableApplicationRelease>> latestRelease() override {
+        co_return AvailableApplicationRelease{u"2.5.0"_s, u"2500"_s, std::nullopt};
+    }
+};
+
+class FixedCatalogue : public CatalogueProviding {
+public:
+    QCoro::Task<QList<ContentPack>> loadCatalogue() override { co_return DemoData::packs(); }
+};
+
+class ChosenAccount : public WebsiteAccountProviding {
+public:
+    explicit ChosenAccount(Refresh refresh)
+        : m_refresh(refresh) {}
+
+    QCoro::Task<WebsiteAccount> signIn() override { co_return DemoData::account(); }
+    QCoro::Task<> signOut() override { co_return; }
+    QCoro::Task<WebsiteAccount> refreshAccount() override {
+        switch (m_refresh) {
+        case Refresh::succeeds:
+            co_return DemoData::account();
+        case Refresh::offline:
+            throw LaunchError::url(LaunchError::notConnectedToInternet);
+        case Refresh::sessionOver:
+            throw LaunchError::url(LaunchError::userAuthenticationRequired);
+        case Refresh::otherAccount:
+            co_return WebsiteAccount{u"someone-else"_s, u"Someone Else"_s, u"else@example.com"_s};
+        case Refresh::neverEnds:
+            co_await QCoro::sleepFor(std::chrono::hours(24));
+            co_return DemoData::account();
+        }
+        co_return DemoData::account();
+    }
+    QCoro::Task<LaunchContentPackManifest> downloadContentPackManifest() override {
+        throw LaunchError::url(LaunchError::unknown);
+    }
+
+private:
+    Refresh m_refresh;
+};
+
+class FixedSnapshot : public AccountSnapshotCaching {
+public:
+    explicit FixedSnapshot(bool saved)
+        : m_saved(saved) {}
+    std::optional<LaunchAccountSnapshot> load() override {
+        if (!m_saved)
+            return std::nullopt;
+        return DemoData::snapshot(Launch::DemoScenario::combined);
+    }
+    void save(const LaunchAccountSnapshot&) override {}
+    void clear() override { m_saved = false; }
+
+private:
+    bool m_saved;
+};
+
+class StillWorkspace : public Workspace {
+public:
+    QList<RunningApplication> running;
+
+    std::optional<QUrl> urlForApplication(const QString&) const override { return std::nullopt; }
+    QList<RunningApplication> runningApplications(const QString& identifier) const override {
+        QList<RunningApplication> matching;
+        for (const RunningApplication& application : running) {
+            if (application.bundleIdentifier == identifier)
+                matching.append(application);
+        }
+        return matching;
+    }
+    bool terminate(const RunningApplication&) override { return false; }
+    void openApplication(const QUrl&) override {}
+    QCoro::Task<> openURL(QUrl, QUrl, OpenOptions) override { co_return; }
+    void revealInFileBrowser(const QUrl&) override {}
+};
+
+} // namespace
+
+ScreenshotServices::ScreenshotServices(const ScreenshotScene& scene)
+    : m_scene(scene) {
+    auto workspace = std::make_shared<StillWorkspace>();
+    if (scene.directorRunning) {
+        const InstalledApp director = DemoData::applications(Launch::DemoScenario::combined)[0];
+        workspace->running.append({4242, director.bundleIdentifier, *director.path});
+    }
+    m_workspace = workspace;
+}
+
+std::unique_ptr<LaunchStore> ScreenshotServices::makeStore() {
+    QList<InstalledApp> apps = DemoData::applications(Launch::DemoScenario::combined);
+    for (InstalledApp& app : apps) {
+        app.state = Launch::InstallationState::checking;
+        app.isRunning = m_scene.directorRunning && app.name == u"Vantor Director"_s;
+    }
+
+    LaunchCollaborators services;
+    services.configuration = LaunchConfiguration::production();
+    if (!m_scene.catalogueConfigured)
+        services.configuration.catalogueURL.reset();
+    services.discovery = std::make_shared<FixedDiscovery>(apps);
+    services.releaseChecker = std::make_shared<FixedRelease>();
+    if (m_scene.catalogueConfigured)
+        services.catalogueProvider = std::make_shared<FixedCatalogue>();
+    services.snapshotCache = std::make_shared<FixedSnapshot>(m_scene.snapshotSaved);
+    if (m_scene.refresh)
+        services.productionAccountProvider = std::make_shared<ChosenAccount>(*m_scene.refresh);
+    services.now = [] { return QDateTime::currentDateTimeUtc(); };
+    services.workspace = m_workspace;
+    services.settings = std::make_shared<QSettings>(settingsPath(), QSettings::IniFormat);
+    services.makeDemoAccountProvider = [](Launch::DemoScenario) {
+        return std::make_shared<ChosenAccount>(Refresh::succeeds);
+    };
+    return std::make_unique<LaunchStore>(std::move(services));
+}

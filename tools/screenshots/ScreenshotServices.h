@@ -1,0 +1,31 @@
+#pragma once
+
+#include "core/LaunchCollaborators.h"
+#include "core/LaunchStore.h"
+
+#include <QTemporaryDir>
+
+// Services for pictures of the real views: fixed applications, an account snapshot, and an
+// account provider whose refresh succeeds, fails in a chosen way or never ends. Nothing here
+// touches the network, the desktop or the user's files.
+struct ScreenshotScene {
+    enum class Refresh { succeeds, offline, sessionOver, otherAccount, neverEnds };
+
+    bool snapshotSaved = true;
+    std::optional<Refresh> refresh; // none: no account provider, the snapshot stays cached
+    bool directorRunning = false;
+    bool catalogueConfigured = true;
+};
+
+class ScreenshotServices {
+public:
+    explicit ScreenshotServices(const ScreenshotScene& scene);
+
+    std::unique_ptr<LaunchStore> makeStore();
+    QString settingsPath() const { return m_folder.filePath(QStringLiteral("settings.ini")); }
+
+private:
+    ScreenshotScene m_scene;
+    QTemporaryDir m_folder;
+    std::shared_ptr<Workspace> m_workspace;
+};

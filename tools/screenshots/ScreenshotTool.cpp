@@ -1,0 +1,188 @@
+// Starts the real views offscreen on stores in demo mode and in chosen states, and writes a PNG of
+// each window and state, for reviewing the screens without a desktop.
+
+#include "LauncherApp.h"
+#include "QmlEngineSetup.h"
+#include "ScreenshotServices.h"
+#include "SymbolRenderer.h"
+#include "SymbolTable.h"
+#include "UiPalette.h"
+#include "core/BuildSettings.h"
+#include "core/DemoData.h"
+
+#include <QApplication>
+#include <QDir>
+#include <QPainter>
+#include <QQmlApplicationEngine>
+#include <QQuickWindow>
+#include <QTest>
+#include <QtQml/qqmlextensionplugin.h>
+#include <cstdio>
+#include <functional>
+
+Q_IMPORT_QML_PLUGIN(Vantor_LaunchPlugin)
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+struct Shot {
+    QString name;
+    ScreenshotScene scene;
+    std::optional<Launch::DemoScenario> demo; // none: the scene's services
+    std::function<void(LaunchStore&)> prepare;
+    QSize size{1440, 960};
+    bool settingsWindow = false;
+};
+
+bool capture(const Shot& shot, const QDir& folder) {
+    ScreenshotServices services(shot.scene);
+    auto store = services.makeStore();
+    if (shot.demo) {
+        store->setDemoEnabled(true);
+        store->setDemoScenario(*shot.demo);
+    }
+    auto settings = std::make_shared<QSettings>(services.settingsPath(), QSettings::IniFormat);
+    LauncherApp launcher(store.get(), settings,
+                         makeSelfUpdater({std::nullopt, QStringLiteral(LAUNCHER_VERSION),
+                                          QStringLiteral(LAUNCHER_BUILD), nullptr}));
+
+    QQmlApplicationEngine engine;
+    prepareQmlEngine(engine);
+    engine.setInitialProperties({{u"store"_s, QVariant::fromValue(store.get())},
+                                 {u"launcher"_s, QVariant::fromValue(&launcher)}});
+    engine.load(QUrl(u"qrc:/Vantor/Launch/Main.qml"_s));
+    if (engine.rootObjects().isEmpty())
+        return false;
+    QObject* root = engine.rootObjects().constFirst();
+    auto* main = root->property("mainWindow").value<QQuickWindow*>();
+    auto* settingsWindow = root->property("settingsWindow").value<QQuickWindow*>();
+    main->resize(shot.size);
+    QTest::qWait(300); // start() and the first layout
+    if (shot.prepare)
+        shot.prepare(*store);
+    QQuickWindow* window = main;
+    if (shot.settingsWindow) {
+        settingsWindow->show();
+        window = settingsWindow;
+    }
+    QTest::qWait(300);
+    const QImage image = window->grabWindow();
+    const QString path = folder.filePath(shot.name + u".png"_s);
+    if (image.isNull() || !image.save(path)) {
+        std::fprintf(stderr, "Could not write %s\n", qPrintable(path));
+        return false;
+    }
+    std::printf("%s\n", qPrintable(path));
+    // The account area at the foot of the sidebar, at full scale, for the sync states.
+    if (shot.name.startsWith(u"sync-"_s)) {
+        const QRect area(0, image.height() - 220, 330, 220);
+        image.copy(area).save(folder.filePath(shot.name + u"-account.png"_s));
+    }
+    return true;
+}
+
+QList<Shot> shots() {
+    using Launch::DemoScenario;
+    using Launch::LaunchSection;
+    using Refresh = ScreenshotScene::Refresh;
+    const auto select = [](LaunchSection section) {
+        return [section](LaunchStore& store) { store.setSelection(section); };
+    };
+    QList<Shot> list;
+    list.append({u"main-overview"_s, {}, DemoScenario::combined, select(LaunchSection::overview)});
+    list.append(
+        {u"main-content-packs"_s, {}, DemoScenario::combined, select(LaunchSection::packs)});
+    list.append({u"main-help"_s, {}, DemoScenario::combined, select(LaunchSection::help)});
+    list.append({u"main-help-missing-catalogue"_s,
+                 {true, Refresh::succeeds, false, false},
+                 std::nullopt,
+                 select(LaunchSection::help)});
+    list.append({u"banner-short"_s, {}, DemoScenario::combined, [](LaunchStore& store) {
+                     store.setMessage(u"Demo mode cannot update real applications."_s);
+                 }});
+    list.append(
+        {u"banner-long-help"_s, {}, DemoScenario::combined, [](LaunchStore& store) {
+             store.setSelection(Launch::LaunchSection::help);
+             store.setMessage(
+                 u"Vantor Director could not be closed automatically. Quit it normally, then try the update again. Website account refresh was unavailable. Your installed applications were not changed."_s);
+         }});
+    list.append({u"sync-signed-out"_s, {}, DemoScenario::signedOut, {}});
+    list.append({u"sync-synced"_s, {true, Refresh::succeeds}, std::nullopt, {}});
+    list.append({u"sync-stale"_s, {true, std::nullopt}, std::nullopt, {}});
+    list.append({u"sync-offline"_s, {true, Refresh::offline}, std::nullopt, {}});
+    list.append({u"sync-session-expired"_s, {true, Refresh::sessionOver}, std::nullopt, {}});
+    list.append({u"sync-failed"_s, {true, Refresh::otherAccount}, std::nullopt, {}});
+    list.append({u"sync-syncing"_s, {true, Refresh::neverEnds}, std::nullopt, {}});
+    list.append({u"sync-demo-expired-session"_s, {}, DemoScenario::expiredSession, {}});
+    list.append({u"running-update-alert"_s,
+                 {true, Refresh::succeeds, true},
+                 std::nullopt,
+                 [](LaunchStore& store) {
+                     store.setMessage(std::nullopt);
+                     store.updateApplication(store.apps().constFirst());
+                 }});
+    list.append({u"main-minimum-size"_s,
+                 {true, Refresh::otherAccount},
+                 std::nullopt,
+                 select(LaunchSection::help),
+                 QSize(1000, 720)});
+    list.append({u"settings"_s, {}, DemoScenario::combined, {}, QSize(1440, 960), true});
+    return list;
+}
+
+// Every symbol at three sizes and every logo, for judging the artwork itself.
+bool drawSymbolSheet(const QDir& folder) {
+    const QStringList names = SymbolTable::symbolNames();
+    const int cell = 120;
+    const int columns = 5;
+    const int rows = int((names.size() + columns - 1) / columns);
+    QImage sheet(columns * cell, rows * cell + 3 * 70, QImage::Format_ARGB32_Premultiplied);
+    sheet.fill(UiPalette::midnight());
+    QPainter painter(&sheet);
+    painter.setPen(UiPalette::slate());
+    QFont font = painter.font();
+    font.setPixelSize(9);
+    painter.setFont(font);
+    for (int i = 0; i < names.size(); ++i) {
+        const QPoint origin((i % columns) * cell, (i / columns) * cell);
+        painter.drawImage(origin + QPoint(10, 10),
+                          SymbolRenderer::render(names[i], QSize(48, 48), UiPalette::paper()));
+        painter.drawImage(origin + QPoint(68, 10),
+                          SymbolRenderer::render(names[i], QSize(24, 24), UiPalette::teal()));
+        painter.drawImage(origin + QPoint(68, 44),
+                          SymbolRenderer::render(names[i], QSize(16, 16), UiPalette::gold()));
+        painter.drawText(QRect(origin + QPoint(4, 70), QSize(cell - 8, 40)),
+                         Qt::AlignLeft | Qt::TextWordWrap, names[i]);
+    }
+    int y = rows * cell;
+    for (const QString& logo : SymbolTable::logoNames()) {
+        painter.drawImage(QPoint(10, y + 10), SymbolRenderer::render(logo, QSize(400, 50), {}));
+        y += 70;
+    }
+    painter.end();
+    return sheet.save(folder.filePath(u"symbols.png"_s));
+}
+
+} // namespace
+
+int main(int argc, char* argv[]) {
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    QApplication application(argc, argv);
+    application.setOrganizationName(u"Vantor"_s);
+    application.setApplicationName(u"Vantor Launch Screenshots"_s);
+
+    const QString folderPath = argc > 1 ? QString::fromLocal8Bit(argv[1]) : u"screenshots"_s;
+    QDir folder(folderPath);
+    if (!folder.mkpath(u"."_s)) {
+        std::fprintf(stderr, "Could not create %s\n", qPrintable(folderPath));
+        return 1;
+    }
+    int failures = drawSymbolSheet(folder) ? 0 : 1;
+    for (const Shot& shot : shots()) {
+        if (!capture(shot, folder))
+            ++failures;
+    }
+    return failures == 0 ? 0 : 1;
+}
