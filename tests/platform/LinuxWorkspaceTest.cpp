@@ -1,8 +1,8 @@
 #include "platform/linux/LinuxWorkspace.h"
 
+#include "BundleProcesses.h"
 #include "StoreDoubles.h"
 #include "TaskOutcome.h"
-#include "TestBundles.h"
 #include "platform/linux/ProcessTable.h"
 
 #include <QDBusConnection>
@@ -52,12 +52,12 @@ private:
     QList<QProcess*> m_processes;
 
     // A child process started straight from a bundle's executable.
-    QProcess* startFrom(const QString& bundle, const QStringList& arguments = {}) {
+    QProcess* startFrom(const QUrl& bundle, const QStringList& arguments = {}) {
         auto* process = new QProcess(this);
         m_processes.append(process);
-        process->start(bundle + u"/Contents/MacOS/Launch"_s, arguments);
+        process->start(BundleProcesses::executablePath(bundle, BundleSpec{}), arguments);
         if (!process->waitForStarted(generousTimeout))
-            qFatal("could not start a process from %s", qPrintable(bundle));
+            qFatal("could not start a process from %s", qPrintable(bundle.toLocalFile()));
         return process;
     }
 
@@ -103,12 +103,12 @@ private Q_SLOTS:
     }
 
     void runningCopiesAreTheBundlesTheyRunFrom() {
-        TestBundle director{directorID};
-        director.executable = TestBundle::sleepProgram();
-        const QString running = director.writeTo(root(u"system"_s), u"Vantor Director.app"_s);
-        const QString idle = director.writeTo(root(u"home"_s), u"Vantor Director.app"_s);
-        const QString script =
-            TestBundle{creatorID}.writeTo(root(u"system"_s), u"Vantor Creator.app"_s);
+        const BundleSpec director = BundleProcesses::waitingBundle(directorID);
+        const QUrl running = writeBundle(root(u"system"_s), u"Vantor Director.app"_s, director);
+        const QUrl idle = writeBundle(root(u"home"_s), u"Vantor Director.app"_s, director);
+        QVERIFY(BundleProcesses::useCompiledExecutable(running, director));
+        const QUrl script = writeBundle(root(u"system"_s), u"Vantor Creator.app"_s,
+                                        BundleProcesses::waitingBundle(creatorID));
         // Not a bundle process: its executable lies outside any "Contents/MacOS/".
         QProcess* plain = new QProcess(this);
         m_processes.append(plain);
@@ -123,28 +123,27 @@ private Q_SLOTS:
 
         // Only the copy that runs counts; the idle copy with the same identifier does not.
         QCOMPARE(workspace.runningApplications(directorID),
-                 (QList<RunningApplication>{{directorProcess, directorID, bundleURL(running)}}));
+                 (QList<RunningApplication>{{directorProcess, directorID, running}}));
         QVERIFY(idle != running);
         // A script started through its "#!" line runs as its interpreter, yet belongs to its
         // bundle.
         QCOMPARE(workspace.runningApplications(creatorID),
-                 (QList<RunningApplication>{{scriptProcess, creatorID, bundleURL(script)}}));
+                 (QList<RunningApplication>{{scriptProcess, creatorID, script}}));
         QVERIFY(workspace.runningApplications(u"nz.co.halvex.Unknown"_s).isEmpty());
     }
 
     void terminateAsksOnlyTheGivenCopyToQuit() {
-        TestBundle director{directorID};
-        director.executable = TestBundle::sleepProgram();
-        const QString bundle = director.writeTo(root(u"terminate"_s), u"Vantor Director.app"_s);
+        const BundleSpec director = BundleProcesses::waitingBundle(directorID);
+        const QUrl bundle = writeBundle(root(u"terminate"_s), u"Vantor Director.app"_s, director);
+        QVERIFY(BundleProcesses::useCompiledExecutable(bundle, director));
         QProcess* process = startFrom(bundle, {u"600"_s});
         LinuxWorkspace workspace;
-        const RunningApplication copy{process->processId(), directorID, bundleURL(bundle)};
+        const RunningApplication copy{process->processId(), directorID, bundle};
 
         // A process id that now belongs to another program, and ids that kill() reads as groups.
-        QVERIFY(!workspace.terminate(
-            {QCoreApplication::applicationPid(), directorID, bundleURL(bundle)}));
-        QVERIFY(!workspace.terminate({0, directorID, bundleURL(bundle)}));
-        QVERIFY(!workspace.terminate({-1, directorID, bundleURL(bundle)}));
+        QVERIFY(!workspace.terminate({QCoreApplication::applicationPid(), directorID, bundle}));
+        QVERIFY(!workspace.terminate({0, directorID, bundle}));
+        QVERIFY(!workspace.terminate({-1, directorID, bundle}));
         QCOMPARE(process->state(), QProcess::Running);
 
         QVERIFY(workspace.terminate(copy));
@@ -155,8 +154,8 @@ private Q_SLOTS:
     }
 
     void launchesAndTerminationsOfBundleProcessesAreReported() {
-        const QString bundle =
-            TestBundle{directorID}.writeTo(root(u"watch"_s), u"Vantor Director.app"_s);
+        const QUrl bundle = writeBundle(root(u"watch"_s), u"Vantor Director.app"_s,
+                                        BundleProcesses::waitingBundle(directorID));
         LinuxWorkspace workspace;
         QSignalSpy launched(&workspace, &Workspace::applicationLaunched);
         QSignalSpy terminated(&workspace, &Workspace::applicationTerminated);
@@ -184,13 +183,14 @@ private Q_SLOTS:
 
     void openingStartsTheBundleExecutableWithTheURL() {
         const QString folder = root(u"open"_s);
-        TestBundle director{directorID};
-        director.executableName = u"Vantor Director"_s;
-        const QString bundle = director.writeTo(folder, u"Vantor Director.app"_s);
-        const QString arguments = bundle + u"/Contents/MacOS/Vantor Director.arguments"_s;
+        BundleSpec director = BundleProcesses::waitingBundle(directorID);
+        director.executable = u"Vantor Director"_s;
+        const QUrl bundle = writeBundle(folder, u"Vantor Director.app"_s, director);
+        const QString arguments =
+            BundleProcesses::executablePath(bundle, director) + u".arguments"_s;
         LinuxWorkspace workspace;
 
-        workspace.openApplication(bundleURL(bundle));
+        workspace.openApplication(bundle);
         QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(arguments), generousTimeout);
         QCOMPARE(readAll(arguments), "\n");
         QTRY_COMPARE_WITH_TIMEOUT(workspace.runningApplications(directorID).size(), 1,
@@ -202,19 +202,17 @@ private Q_SLOTS:
         QFile::remove(arguments);
         TaskOutcome<bool> opened;
         auto task = recordOutcome(
-            workspace.openURL(QUrl(u"vantordirector://content-packs"_s), bundleURL(bundle), {}),
-            opened);
+            workspace.openURL(QUrl(u"vantordirector://content-packs"_s), bundle, {}), opened);
         QVERIFY(finishes(task));
         QVERIFY(!opened.error);
         QTRY_COMPARE_WITH_TIMEOUT(readAll(arguments), "vantordirector://content-packs\n",
                                   generousTimeout);
 
         // Without its executable a bundle cannot be opened, and the caller hears of it.
-        QFile::remove(bundle + u"/Contents/MacOS/Vantor Director"_s);
+        QFile::remove(BundleProcesses::executablePath(bundle, director));
         TaskOutcome<bool> failed;
         auto failing = recordOutcome(
-            workspace.openURL(QUrl(u"vantordirector://content-packs"_s), bundleURL(bundle), {}),
-            failed);
+            workspace.openURL(QUrl(u"vantordirector://content-packs"_s), bundle, {}), failed);
         QVERIFY(finishes(failing));
         QVERIFY(failed.error);
         QCOMPARE(failed.error->domain(), LaunchError::Domain::file);
@@ -224,7 +222,8 @@ private Q_SLOTS:
         if (m_bus.state() != QProcess::Running)
             QSKIP("dbus-daemon is not installed");
         const QString folder = root(u"reveal"_s);
-        const QString bundle = TestBundle{directorID}.writeTo(folder, u"Vantor Director.app"_s);
+        const QUrl bundle = writeBundle(folder, u"Vantor Director.app"_s,
+                                        BundleProcesses::waitingBundle(directorID));
         const QString opened = m_folder.filePath(u"opened-folder"_s);
         const QString opener = m_folder.filePath(u"open-folder"_s);
         QFile script(opener);
@@ -235,7 +234,7 @@ private Q_SLOTS:
         LinuxWorkspace workspace(opener);
 
         // No file manager on the bus: the folder that holds the bundle opens instead.
-        workspace.revealInFileBrowser(bundleURL(bundle));
+        workspace.revealInFileBrowser(bundle);
         QTRY_COMPARE_WITH_TIMEOUT(readAll(opened), folder.toUtf8() + '\n', generousTimeout);
 
         QDBusConnection fileManagerBus = QDBusConnection::connectToBus(
@@ -246,10 +245,10 @@ private Q_SLOTS:
         QVERIFY(fileManagerBus.registerService(u"org.freedesktop.FileManager1"_s));
         QFile::remove(opened);
 
-        workspace.revealInFileBrowser(bundleURL(bundle));
+        workspace.revealInFileBrowser(bundle);
         QTRY_COMPARE_WITH_TIMEOUT(fileManager.shown.size(), 1, generousTimeout);
         QCOMPARE(fileManager.shown.first().size(), 1);
-        QCOMPARE(QUrl(fileManager.shown.first().first()), bundleURL(bundle));
+        QCOMPARE(QUrl(fileManager.shown.first().first()), bundle);
         QVERIFY(!QFile::exists(opened));
         QDBusConnection::disconnectFromBus(u"file-manager"_s);
     }
