@@ -9,11 +9,12 @@ RowLayout {
     id: root
 
     required property var app
+    readonly property string accessibleName: ApplicationPresentation.sidebarAccessibleName(root.app)
 
     objectName: "sidebarApp-" + root.app.name
     spacing: 10
     Accessible.role: Accessible.ListItem
-    Accessible.name: ApplicationPresentation.sidebarAccessibleName(root.app)
+    Accessible.name: root.accessibleName
 
     Item {
         Layout.topMargin: 4

@@ -1,0 +1,43 @@
+#pragma once
+
+#include "LauncherApp.h"
+#include "StoreDoubles.h"
+
+#include <QQmlApplicationEngine>
+#include <QQuickItem>
+#include <QQuickWindow>
+#include <memory>
+
+// The real windows of the launcher, loaded offscreen from the module on a store of the test's
+// choosing, with the tray setting kept in the fixture's folder.
+class ViewHarness {
+public:
+    explicit ViewHarness(StoreFixture& fixture, bool demo = false);
+    ~ViewHarness();
+
+    LaunchStore& store() { return *m_store; }
+    LauncherApp& launcher() { return *m_launcher; }
+    QObject* root() const { return m_root; }
+    QQuickWindow* mainWindow() const;
+    QQuickWindow* settingsWindow() const;
+    QObject* tray() const;
+
+    // The first object of the window with that objectName, visual children included.
+    QObject* find(QObject* from, const QString& objectName) const;
+    QList<QObject*> findAll(QObject* from, const QString& objectName) const;
+    QQuickItem* item(const QString& objectName) const {
+        return qobject_cast<QQuickItem*>(find(mainWindow()->contentItem(), objectName));
+    }
+    void click(QQuickItem* item) const;
+    // The item and everything drawn inside it.
+    static QList<QQuickItem*> allItems(QQuickItem* root);
+
+private:
+    std::unique_ptr<LaunchStore> m_store;
+    std::unique_ptr<LauncherApp> m_launcher;
+    std::unique_ptr<QQmlApplicationEngine> m_engine;
+    QObject* m_root = nullptr;
+};
+
+// Every service answers at once: no account, two applications, an empty catalogue.
+void answerEverything(StoreFixture& fixture);

@@ -1,0 +1,411 @@
+#include "ViewHarness.h"
+#include "core/BuildSettings.h"
+
+#include <QApplication>
+#include <QQmlListReference>
+#include <QRegularExpression>
+#include <QSignalSpy>
+#include <QTest>
+#include <QtQml/qqmlextensionplugin.h>
+
+Q_IMPORT_QML_PLUGIN(Vantor_LaunchPlugin)
+
+using namespace Qt::StringLiterals;
+using Launch::LaunchSection;
+
+namespace {
+
+QString textOf(QObject* object) {
+    return object ? object->property("text").toString() : QString();
+}
+
+bool isShown(QObject* object) {
+    auto* item = qobject_cast<QQuickItem*>(object);
+    return item && item->isVisible();
+}
+
+QList<QObject*> trayItems(const ViewHarness& harness) {
+    QObject* menu = harness.tray()->property("menu").value<QObject*>();
+    QQmlListReference items(menu, "items");
+    QList<QObject*> result;
+    for (qsizetype i = 0; i < items.count(); ++i)
+        result.append(items.at(i));
+    return result;
+}
+
+// The texts of the tray menu as the user sees them: visible items, separators as "—".
+QStringList trayLines(const ViewHarness& harness) {
+    QStringList lines;
+    for (QObject* item : trayItems(harness)) {
+        if (!item->property("visible").toBool())
+            continue;
+        if (item->property("separator").toBool())
+            lines.append(u"—"_s);
+        else
+            lines.append(item->property("text").toString() +
+                         (item->property("enabled").toBool() ? QString() : u" (disabled)"_s));
+    }
+    return lines;
+}
+
+void triggerTrayItem(const ViewHarness& harness, const QString& text) {
+    for (QObject* item : trayItems(harness)) {
+        if (item->property("text").toString() == text && item->property("visible").toBool()) {
+            QMetaObject::invokeMethod(item, "triggered");
+            return;
+        }
+    }
+    QFAIL(qPrintable(u"no tray item "_s + text));
+}
+
+LaunchAccountSnapshot savedSnapshot() {
+    return LaunchAccountSnapshot{
+        1, WebsiteAccount{u"customer-1"_s, u"Ana Example"_s, u"ana@example.com"_s},
+        QDateTime::fromString(u"2026-10-26T10:00:00Z"_s, Qt::ISODate)};
+}
+
+} // namespace
+
+// The real windows on stores built for each case: what they show, and which store operations
+// the user's actions reach.
+class ViewsTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void loadsEveryWindowWithArtworkForEverySymbol() {
+        // A missing QML module, a broken binding or an unknown type shows as a warning.
+        QTest::failOnWarning(QRegularExpression(u"qrc:/"_s));
+        StoreFixture fixture;
+        ViewHarness harness(fixture, true);
+        harness.settingsWindow()->show();
+        QVERIFY(QTest::qWaitForWindowExposed(harness.settingsWindow()));
+        for (const LaunchSection section :
+             {LaunchSection::overview, LaunchSection::packs, LaunchSection::help}) {
+            harness.store().setSelection(section);
+            QTest::qWait(20);
+        }
+
+        int symbols = 0;
+        for (QQuickWindow* window : {harness.mainWindow(), harness.settingsWindow()}) {
+            for (QQuickItem* item : harness.allItems(window->contentItem())) {
+                if (qstrcmp(item->metaObject()->className(), "SymbolIcon") != 0 ||
+                    item->property("name").toString().isEmpty())
+                    continue;
+                ++symbols;
+                QVERIFY2(item->property("resolved").toBool(),
+                         qPrintable(item->property("name").toString()));
+            }
+        }
+        QVERIFY(symbols > 10);
+        QCOMPARE(harness.mainWindow()->title(), u"Vantor Launcher"_s);
+        QCOMPARE(harness.mainWindow()->size(), QSize(1440, 960));
+        QCOMPARE(harness.mainWindow()->minimumSize(), QSize(1000, 720));
+        QCOMPARE(harness.settingsWindow()->width(), 560);
+    }
+
+    void startsOnEveryAppearanceAndFollowsTheWorkspaceOnlyWhileShown() {
+        StoreFixture fixture;
+        answerEverything(fixture);
+        ViewHarness harness(fixture);
+        QTRY_COMPARE(fixture.discovery->discover.callCount(), 1);
+
+        fixture.workspace->simulateLaunch();
+        QTRY_COMPARE(fixture.discovery->discover.callCount(), 2);
+
+        harness.mainWindow()->close();
+        QVERIFY(!harness.mainWindow()->isVisible());
+        QTest::qWait(50); // the window reports its closing on the next turn of the event loop
+        fixture.workspace->simulateLaunch();
+        fixture.workspace->simulateTermination();
+        QTest::qWait(100);
+        QCOMPARE(fixture.discovery->discover.callCount(), 2);
+
+        // The tray reopens the closed window directly on the chosen section, and start() runs.
+        triggerTrayItem(harness, u"Browse Content Packs"_s);
+        QVERIFY(harness.mainWindow()->isVisible());
+        QCOMPARE(harness.store().selection(), LaunchSection::packs);
+        QTRY_COMPARE(fixture.discovery->discover.callCount(), 3);
+        fixture.workspace->simulateTermination();
+        QTRY_COMPARE(fixture.discovery->discover.callCount(), 4);
+    }
+
+    void bannerShowsTheLatestMessageUntilDismissed() {
+        StoreFixture fixture;
+        ViewHarness harness(fixture, true);
+        QQuickItem* banner = harness.item(u"messageBanner"_s);
+        QVERIFY(banner);
+        QTRY_VERIFY(!banner->isVisible()); // start() clears any message
+
+        harness.store().setMessage(u"First outcome."_s);
+        QVERIFY(banner->isVisible());
+        QCOMPARE(textOf(harness.find(banner, u"messageText"_s)), u"First outcome."_s);
+        // Above the detail content, beside the sidebar.
+        QVERIFY(banner->mapToScene(QPointF(0, 0)).x() >= 230);
+
+        QSignalSpy visibility(banner, &QQuickItem::visibleChanged);
+        harness.store().setMessage(u"Second outcome."_s);
+        QCOMPARE(textOf(harness.find(banner, u"messageText"_s)), u"Second outcome."_s);
+        QCOMPARE(visibility.count(), 0);
+
+        harness.click(harness.item(u"dismissButton"_s));
+        QCOMPARE(harness.store().message(), std::nullopt);
+        QVERIFY(!banner->isVisible());
+
+        harness.store().setSelection(LaunchSection::help);
+        harness.store().setMessage(u"Second outcome."_s);
+        QVERIFY(banner->isVisible());
+        QCOMPARE(textOf(harness.find(banner, u"messageText"_s)), u"Second outcome."_s);
+    }
+
+    void longMessagesWrapWithTheDismissButtonAtTheEnd() {
+        StoreFixture fixture;
+        ViewHarness harness(fixture, true);
+        QTRY_VERIFY(!harness.store().message());
+        harness.mainWindow()->resize(1000, 720);
+        harness.store().setMessage(
+            u"Vantor Director could not be closed automatically. Quit it normally, then try the update again. Website account refresh was unavailable. Your installed applications were not changed."_s);
+        QQuickItem* banner = harness.item(u"messageBanner"_s);
+        auto* text = qobject_cast<QQuickItem*>(harness.find(banner, u"messageText"_s));
+        QQuickItem* dismiss = harness.item(u"dismissButton"_s);
+        QTRY_VERIFY(text->property("lineCount").toInt() > 1);
+
+        const QRectF bannerBox = banner->mapRectToScene(banner->boundingRect());
+        const QRectF textBox = text->mapRectToScene(text->boundingRect());
+        const QRectF dismissBox = dismiss->mapRectToScene(dismiss->boundingRect());
+        QVERIFY(bannerBox.contains(textBox));
+        QVERIFY(bannerBox.contains(dismissBox));
+        QVERIFY(dismissBox.left() >= textBox.right());
+        QVERIFY(bannerBox.right() - dismissBox.right() <= 13);
+        QVERIFY(bannerBox.right() <= harness.mainWindow()->width());
+    }
+
+    void sidebarHighlightFollowsTheSelectionWhereverItChanges() {
+        StoreFixture fixture;
+        ViewHarness harness(fixture, true);
+        harness.mainWindow()->requestActivate();
+        QVERIFY(QTest::qWaitForWindowActive(harness.mainWindow()));
+        const auto highlighted = [&] {
+            QStringList rows;
+            for (const QString& name :
+                 {u"sidebar-Overview"_s, u"sidebar-Content Packs"_s, u"sidebar-Help"_s}) {
+                QQuickItem* row = harness.item(name);
+                if (!row)
+                    return QStringList{u"missing "_s + name};
+                if (row->property("selected").toBool())
+                    rows.append(name);
+            }
+            return rows;
+        };
+        QCOMPARE(highlighted(), QStringList{u"sidebar-Overview"_s});
+
+        harness.click(harness.item(u"sidebar-Help"_s));
+        QCOMPARE(harness.store().selection(), LaunchSection::help);
+        QCOMPARE(highlighted(), QStringList{u"sidebar-Help"_s});
+
+        // The "Navigate" menu's shortcut.
+        QTest::keyClick(harness.mainWindow(), Qt::Key_2, Qt::ControlModifier);
+        QCOMPARE(harness.store().selection(), LaunchSection::packs);
+        QCOMPARE(highlighted(), QStringList{u"sidebar-Content Packs"_s});
+
+        // Another screen (here the store directly, as the overview's "View all packs" does).
+        harness.store().setSelection(LaunchSection::overview);
+        QCOMPARE(highlighted(), QStringList{u"sidebar-Overview"_s});
+        QVERIFY(isShown(harness.item(u"overviewView"_s)));
+        QVERIFY(!isShown(harness.item(u"helpView"_s)));
+    }
+
+    void sidebarRowsAnnounceWhetherAnApplicationIsInstalled() {
+        StoreFixture fixture;
+        answerEverything(fixture);
+        fixture.discovery->discover.answerWith({fixture.missingDirector(), fixture.creator()});
+        ViewHarness harness(fixture);
+        QTRY_COMPARE(harness.store().apps().size(), 2);
+        QQuickItem* row = harness.item(u"sidebarApp-Vantor Director"_s);
+        QTRY_VERIFY(row);
+        QCOMPARE(row->property("accessibleName").toString(), u"Vantor Director, not installed"_s);
+        QCOMPARE(harness.find(row, u"installedIcon"_s)->property("name").toString(),
+                 u"minus.circle"_s);
+        QQuickItem* creator = harness.item(u"sidebarApp-Vantor Creator"_s);
+        QCOMPARE(creator->property("accessibleName").toString(),
+                 u"Vantor Creator, not installed"_s);
+    }
+
+    void accountAreaShowsTheSignedOutInvitationOrTheSyncState() {
+        StoreFixture fixture;
+        answerEverything(fixture);
+        {
+            ViewHarness harness(fixture);
+            QTRY_COMPARE(fixture.discovery->discover.callCount(), 1);
+            QVERIFY(isShown(harness.item(u"signedOutAccount"_s)));
+            QVERIFY(!isShown(harness.item(u"signedInAccount"_s)));
+            QVERIFY(harness.item(u"signInButton"_s)->isEnabled());
+        }
+
+        fixture.snapshotCache->stored = savedSnapshot();
+        fixture.accountProvider->refreshCalls.holdCalls();
+        ViewHarness harness(fixture);
+        QTRY_COMPARE(fixture.accountProvider->refreshCalls.pendingCount(), 1);
+        QQuickItem* status = harness.item(u"syncStatus"_s);
+        QVERIFY(isShown(harness.item(u"signedInAccount"_s)));
+        QCOMPARE(textOf(harness.item(u"accountName"_s)), u"Ana Example"_s);
+        QCOMPARE(textOf(status), u"Syncing\u2026"_s);
+        QVERIFY(!harness.item(u"syncButton"_s)->isEnabled());
+        QVERIFY(harness.item(u"signOutButton"_s)->isEnabled());
+        QVERIFY(!isShown(harness.item(u"cachedDataCaption"_s)));
+
+        // Another account answers: the refusal, with the cached-data caption below it.
+        fixture.accountProvider->refreshCalls.complete(
+            WebsiteAccount{u"customer-2"_s, u"Other"_s, u"other@example.com"_s});
+        QTRY_COMPARE(
+            textOf(status),
+            u"Sync unavailable: The account changed. Sign out before signing in to another account."_s);
+        QVERIFY(isShown(harness.item(u"cachedDataCaption"_s)));
+        QVERIFY(textOf(harness.item(u"cachedDataCaption"_s))
+                    .startsWith(u"Showing cached account data — last synced "_s));
+        QVERIFY(harness.item(u"syncButton"_s)->isEnabled());
+    }
+
+    void signInNeedsAllThreeEndpoints() {
+        LaunchConfiguration configuration = LaunchConfiguration::production();
+        configuration.authenticationStartURL.reset();
+        StoreFixture fixture(configuration);
+        answerEverything(fixture);
+        ViewHarness harness(fixture);
+        QTRY_COMPARE(fixture.discovery->discover.callCount(), 1);
+        QVERIFY(isShown(harness.item(u"signInButton"_s)));
+        QVERIFY(!harness.item(u"signInButton"_s)->isEnabled());
+    }
+
+    void switchingTheTrayOffHidesItAndLastsAcrossRestarts() {
+        StoreFixture fixture;
+        {
+            ViewHarness harness(fixture, true);
+            QVERIFY(harness.tray()->property("visible").toBool());
+            harness.settingsWindow()->show();
+            QVERIFY(QTest::qWaitForWindowExposed(harness.settingsWindow()));
+            auto* toggle = qobject_cast<QQuickItem*>(
+                harness.find(harness.settingsWindow()->contentItem(), u"menuBarSwitch"_s));
+            QVERIFY(toggle->property("checked").toBool());
+            harness.click(toggle);
+            QVERIFY(!harness.launcher().showsMenuBarItem());
+            QVERIFY(!harness.tray()->property("visible").toBool());
+        }
+        ViewHarness restarted(fixture, true);
+        QVERIFY(!restarted.tray()->property("visible").toBool());
+        QVERIFY(!restarted.find(restarted.settingsWindow()->contentItem(), u"menuBarSwitch"_s)
+                     ->property("checked")
+                     .toBool());
+    }
+
+    void helpListsTheContractsThisBuildLacks() {
+        LaunchConfiguration configuration = LaunchConfiguration::production();
+        configuration.catalogueURL.reset();
+        StoreFixture fixture(configuration);
+        answerEverything(fixture);
+        ViewHarness harness(fixture);
+        harness.store().setSelection(LaunchSection::help);
+        QStringList rows;
+        for (QObject* row :
+             harness.findAll(harness.mainWindow()->contentItem(), u"missingIntegration"_s)) {
+            if (isShown(row))
+                rows.append(textOf(row));
+        }
+        QCOMPARE(rows, QStringList{u"Public Content Pack catalogue contract"_s});
+        QVERIFY(isShown(harness.item(u"integrationsMissing"_s)));
+        QVERIFY(!isShown(harness.item(u"integrationsConfigured"_s)));
+    }
+
+    void helpSaysWhenEveryContractIsConfigured() {
+        StoreFixture fixture;
+        ViewHarness harness(fixture, true);
+        harness.store().setSelection(LaunchSection::help);
+        QVERIFY(isShown(harness.item(u"integrationsConfigured"_s)));
+        QVERIFY(!isShown(harness.item(u"integrationsMissing"_s)));
+        QVERIFY(isShown(harness.item(u"supportLink"_s)));
+        QCOMPARE(harness.item(u"versionValue"_s)->property("value").toString(),
+                 QStringLiteral(LAUNCHER_VERSION));
+    }
+
+    void trayMenuCountsApplicationAndPackUpdates() {
+        StoreFixture fixture;
+        answerEverything(fixture);
+        fixture.releaseChecker->latest.answerWith(
+            AvailableApplicationRelease{u"2.5.0"_s, std::nullopt, std::nullopt});
+        fixture.catalogue->load.answerWith({makePack(u"a"_s, u"A"_s, {}, u"1.10"_s)});
+        fixture.installer->versions.answerWith(QHash<QString, QString>{{u"a"_s, u"1.9"_s}});
+        ViewHarness harness(fixture);
+        QTRY_COMPARE(harness.store().updateCount(), 2);
+
+        QCOMPARE(trayLines(harness),
+                 QStringList({u"Open Vantor Launcher"_s, u"—"_s, u"Updates Available: 2"_s, u"—"_s,
+                              u"Open Vantor Director"_s, u"Open Vantor Creator"_s,
+                              u"Browse Content Packs"_s, u"—"_s, u"Check for Updates"_s, u"—"_s,
+                              u"Quit Vantor Launcher"_s}));
+        QCOMPARE(harness.tray()->property("panel").value<QObject*>()->property("iconSource"),
+                 QVariant(QUrl(u"image://symbol/arrow.down.circle.fill"_s)));
+
+        // Vantor Creator is built into the Director: opening it opens the Director's bundle.
+        triggerTrayItem(harness, u"Open Vantor Creator"_s);
+        QCOMPARE(fixture.workspace->opened, QList<QUrl>{*fixture.director().path});
+    }
+
+    void trayMenuSaysWhenNothingIsToUpdate() {
+        StoreFixture fixture;
+        answerEverything(fixture);
+        fixture.discovery->discover.answerWith({fixture.missingDirector(), fixture.creator()});
+        ViewHarness harness(fixture);
+        QTRY_COMPARE(fixture.discovery->discover.callCount(), 1);
+        QTRY_COMPARE(harness.store().apps().size(), 2);
+        const QStringList lines = trayLines(harness);
+        QVERIFY2(lines.contains(u"All apps are up to date (disabled)"_s),
+                 qPrintable(lines.join(u'|')));
+        QVERIFY(lines.contains(u"Open Vantor Director (disabled)"_s));
+        QCOMPARE(harness.tray()->property("panel").value<QObject*>()->property("iconSource"),
+                 QVariant(QUrl(u"image://symbol/play.square.stack"_s)));
+    }
+
+    void runningUpdatePromptIsAnsweredEitherWay() {
+        StoreFixture fixture;
+        answerEverything(fixture);
+        InstalledApp director = fixture.director();
+        director.isRunning = true;
+        fixture.discovery->discover.answerWith({director, fixture.creator()});
+        fixture.releaseChecker->latest.answerWith(
+            AvailableApplicationRelease{u"2.5.0"_s, std::nullopt, std::nullopt});
+        fixture.workspace->running.append({77, director.bundleIdentifier, *director.path});
+        ViewHarness harness(fixture);
+        QTRY_COMPARE(harness.store().updateCount(), 1);
+        QObject* alert = harness.find(harness.mainWindow()->contentItem(), u"runningUpdateAlert"_s);
+        QVERIFY(alert);
+        QVERIFY(!alert->property("visible").toBool());
+
+        harness.store().updateApplication(harness.store().apps().constFirst());
+        QTRY_VERIFY(alert->property("opened").toBool());
+        QCOMPARE(alert->property("title").toString(), u"Vantor Director is open"_s);
+        harness.click(qobject_cast<QQuickItem*>(harness.find(alert, u"remindLaterButton"_s)));
+        QTRY_VERIFY(!alert->property("visible").toBool());
+        QCOMPARE(harness.store().runningUpdatePromptAppID(), std::nullopt);
+        QVERIFY(fixture.workspace->terminated.isEmpty());
+
+        harness.store().updateApplication(harness.store().apps().constFirst());
+        QTRY_VERIFY(alert->property("opened").toBool());
+        harness.click(qobject_cast<QQuickItem*>(harness.find(alert, u"updateNowButton"_s)));
+        QTRY_COMPARE(fixture.workspace->terminated.size(), 1);
+        QTRY_VERIFY(!alert->property("visible").toBool());
+        QCOMPARE(harness.store().runningUpdatePromptAppID(), std::nullopt);
+    }
+
+    void checkForUpdatesCommandReportsTheLaunchersOwnCheck() {
+        StoreFixture fixture;
+        ViewHarness harness(fixture, true);
+        QTRY_VERIFY(!harness.store().message());
+        harness.mainWindow()->requestActivate();
+        QVERIFY(QTest::qWaitForWindowActive(harness.mainWindow()));
+        QTest::keyClick(harness.mainWindow(), Qt::Key_R, Qt::ControlModifier);
+        QCOMPARE(harness.store().message(),
+                 std::optional<QString>(u"Launcher updates are not configured in this build."_s));
+    }
+};
+
+QTEST_MAIN(ViewsTest)
+#include "ViewsTest.moc"
