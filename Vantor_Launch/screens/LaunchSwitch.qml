@@ -8,6 +8,9 @@ Switch {
     id: root
 
     padding: 2
+    spacing: 0
+    implicitWidth: root.indicator.implicitWidth + root.leftPadding + root.rightPadding
+    implicitHeight: root.indicator.implicitHeight + root.topPadding + root.bottomPadding
 
     indicator: Rectangle {
         implicitWidth: 40

@@ -17,9 +17,9 @@ Platform.SystemTrayIcon {
         store: root.store
     }
 
-    visible: root.launcher.showsMenuBarItem
-    tooltip: "Vantor Launcher"
     icon.source: root.panel.iconSource
+    tooltip: "Vantor Launcher"
+    visible: root.launcher.showsMenuBarItem
 
     onActivated: reason => {
         if (reason === Platform.SystemTrayIcon.Trigger)

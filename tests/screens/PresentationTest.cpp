@@ -2,6 +2,7 @@
 #include "DateTexts.h"
 #include "LauncherInfo.h"
 #include "Sections.h"
+#include "SymbolImageProvider.h"
 #include "SymbolRenderer.h"
 #include "SymbolTable.h"
 #include "SyncStatusPresenter.h"
@@ -189,6 +190,15 @@ private Q_SLOTS:
         QCOMPARE(disc.rgb(), UiPalette::gold().rgb());
         QCOMPARE(image.pixelColor(24, 30).alpha(), 0); // the stem of the "i"
         QCOMPARE(image.pixelColor(1, 1).alpha(), 0);   // outside the disc
+    }
+
+    void trayIconsComeFromTheSameArtwork() {
+        SymbolImageProvider provider;
+        QSize size;
+        const QImage icon =
+            provider.requestImage(u"arrow.down.circle.fill"_s, &size, QSize(22, 22));
+        QCOMPARE(size, QSize(22, 22));
+        QCOMPARE(icon.pixelColor(3, 11).rgb(), UiPalette::paper().rgb());
     }
 
     void keepsTheLogosProportionsAndColours() {
