@@ -1,6 +1,10 @@
 #include "account/DemoWebsiteAccountProvider.h"
+#include "applications/DirectorReleaseChecker.h"
+#include "applications/ProductionApplicationDiscovery.h"
 #include "core/LaunchCollaborators.h"
 #include "platform/PlatformServices.h"
+
+#include <QNetworkAccessManager>
 
 LaunchCollaborators LaunchCollaborators::production(const LaunchConfiguration& configuration) {
     LaunchCollaborators collaborators;
@@ -13,5 +17,15 @@ LaunchCollaborators LaunchCollaborators::production(const LaunchConfiguration& c
     collaborators.makeDemoAccountProvider = [](Launch::DemoScenario scenario) {
         return std::make_shared<DemoWebsiteAccountProvider>(scenario);
     };
+
+    // One manager for every service that talks to the website: it holds the trust settings and
+    // the connections they share.
+    const auto network = std::make_shared<QNetworkAccessManager>();
+
+    collaborators.discovery =
+        std::make_shared<ProductionApplicationDiscovery>(configuration, collaborators.workspace);
+    if (configuration.releaseMetadataURL)
+        collaborators.releaseChecker =
+            std::make_shared<DirectorReleaseChecker>(*configuration.releaseMetadataURL, network);
     return collaborators;
 }
