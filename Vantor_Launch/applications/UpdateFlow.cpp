@@ -3,8 +3,12 @@
 #include "core/LaunchStore.h"
 #include "core/SemanticVersion.h"
 
+#include <QLoggingCategory>
+
 using namespace Qt::StringLiterals;
 using Launch::InstallationState;
+
+Q_DECLARE_LOGGING_CATEGORY(lcStore)
 
 LaunchStore::ReleaseDecision
 LaunchStore::releaseDecision(const std::optional<QString>& installedVersion,
@@ -34,7 +38,7 @@ QCoro::Task<> LaunchStore::checkDirectorRelease() {
     try {
         release = co_await m_services.releaseChecker->latestRelease();
     } catch (const std::exception&) {
-        if (!ticket.stillApplies())
+        if (!ticket.stillApplies() || m_demoEnabled)
             co_return;
         if (auto app = appWithID(appID); app && app->path) {
             app->state = InstallationState::stale;
@@ -44,7 +48,8 @@ QCoro::Task<> LaunchStore::checkDirectorRelease() {
         setMessage(u"The Vantor Director update check could not be completed."_s);
         co_return;
     }
-    if (!ticket.stillApplies())
+    // A check that began in demo mode has nothing to say about the real Director either.
+    if (!ticket.stillApplies() || m_demoEnabled)
         co_return;
 
     auto app = appWithID(appID);
@@ -150,6 +155,16 @@ QCoro::Task<> LaunchStore::resumeQueuedUpdate() {
     co_await installUpdate(app);
 }
 
+namespace {
+
+QString describe(const std::exception& error) {
+    if (const auto* launchError = dynamic_cast<const LaunchError*>(&error))
+        return launchError->description();
+    return QString::fromUtf8(error.what());
+}
+
+} // namespace
+
 QCoro::Task<> LaunchStore::installUpdate(InstalledApp app) {
     if (m_updatingAppID)
         co_return;
@@ -176,13 +191,20 @@ QCoro::Task<> LaunchStore::installUpdate(InstalledApp app) {
 
     std::optional<AvailableApplicationRelease> release = m_availableDirectorRelease;
     if (!release && m_services.releaseChecker) {
+        std::optional<QString> failure;
         try {
             release = co_await m_services.releaseChecker->latestRelease();
-            setAvailableDirectorRelease(release);
-        } catch (const LaunchError& error) {
-            fail(error.description());
+        } catch (const std::exception& error) {
+            failure = describe(error);
+        }
+        // Another update may have begun while the manifest was on its way: one at a time.
+        if (m_updatingAppID)
+            co_return;
+        if (failure) {
+            fail(*failure);
             co_return;
         }
+        setAvailableDirectorRelease(release);
     }
     if (!release) {
         fail(u"This release does not include a direct download."_s);
@@ -204,13 +226,19 @@ QCoro::Task<> LaunchStore::installUpdate(InstalledApp app) {
     try {
         co_await m_services.applicationUpdater->installUpdate(
             *release, *app.path, configuration().director.bundleIdentifiers);
-    } catch (const LaunchError& error) {
-        fail(error.description());
+    } catch (const std::exception& error) {
+        // Any failure, planned or not, must end the update, or the busy marker would stay.
+        fail(describe(error));
         co_return;
     }
 
     setMessage(u"Vantor Director "_s + release->version + u" was installed successfully."_s);
-    co_await refreshApplications();
+    try {
+        co_await refreshApplications();
+    } catch (const std::exception& error) {
+        // The update itself succeeded; only the fresh look at it failed.
+        qCWarning(lcStore) << "Refreshing after the update failed:" << error.what();
+    }
     reopen(app);
     setUpdatingAppID(std::nullopt);
 }
