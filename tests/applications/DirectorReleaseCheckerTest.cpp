@@ -1,0 +1,179 @@
+#include "applications/DirectorReleaseChecker.h"
+
+#include "HttpsTestServer.h"
+#include "StoreDoubles.h"
+#include "TaskOutcome.h"
+
+#include <QTcpServer>
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+using Release = std::optional<AvailableApplicationRelease>;
+
+Q_DECLARE_METATYPE(Release)
+
+namespace {
+
+const QString manifestPath = u"/updates/macos.json"_s;
+
+// JSON written with single quotes, which read better inside C++ strings.
+QByteArray json(const char* text) {
+    return QByteArray(text).replace('\'', '"');
+}
+
+HttpsTestServer::Response answer(int status, const QByteArray& body, int delay = 0) {
+    HttpsTestServer::Response response;
+    response.status = status;
+    response.body = body;
+    response.delayMilliseconds = delay;
+    return response;
+}
+
+AvailableApplicationRelease release(const QString& version, std::optional<QString> build,
+                                    std::optional<QUrl> downloadURL) {
+    return {version, std::move(build), std::move(downloadURL)};
+}
+
+} // namespace
+
+class DirectorReleaseCheckerTest : public QObject {
+    Q_OBJECT
+
+private:
+    HttpsTestServer m_server;
+
+    TaskOutcome<Release> check(DirectorReleaseChecker& checker) {
+        TaskOutcome<Release> outcome;
+        auto task = recordOutcome(checker.latestRelease(), outcome);
+        if (!finishes(task, 30000))
+            qFatal("the release check did not finish");
+        return outcome;
+    }
+
+    TaskOutcome<Release> check(const HttpsTestServer::Response& response) {
+        m_server.reply(u"GET"_s, manifestPath, response);
+        DirectorReleaseChecker checker(m_server.url(manifestPath), m_server.makeNetworkAccess());
+        return check(checker);
+    }
+
+private Q_SLOTS:
+    void takesDirectElseLatest_data() {
+        QTest::addColumn<QByteArray>("manifest");
+        QTest::addColumn<Release>("expected");
+        const QUrl zip(u"https://downloads.example.com/director-2.5.0.zip"_s);
+
+        QTest::newRow("only latest")
+            << json("{'latest': {'version': '2.5.0', 'build': 2500, 'downloadURL': "
+                    "'https://downloads.example.com/director-2.5.0.zip'}}")
+            << Release(release(u"2.5.0"_s, u"2500"_s, zip));
+        QTest::newRow("direct before latest")
+            << json("{'latest': {'version': '2.4.0'}, 'direct': {'version': '2.5.0'}}")
+            << Release(release(u"2.5.0"_s, std::nullopt, std::nullopt));
+        QTest::newRow("null direct is absent")
+            << json("{'direct': null, 'latest': {'version': '2.4.0', 'build': null}}")
+            << Release(release(u"2.4.0"_s, std::nullopt, std::nullopt));
+        QTest::newRow("no entry") << QByteArray("{}") << Release();
+        QTest::newRow("unknown keys")
+            << json("{'beta': {'version': 3}, 'direct': {'version': '2.5.0', 'x': 1}}")
+            << Release(release(u"2.5.0"_s, std::nullopt, std::nullopt));
+        QTest::newRow("build zero") << json("{'direct': {'version': '2.5.0', 'build': 0}}")
+                                    << Release(release(u"2.5.0"_s, u"0"_s, std::nullopt));
+        QTest::newRow("negative build") << json("{'direct': {'version': '2.5.0', 'build': -12}}")
+                                        << Release(release(u"2.5.0"_s, u"-12"_s, std::nullopt));
+    }
+
+    void takesDirectElseLatest() {
+        QFETCH(QByteArray, manifest);
+        QFETCH(Release, expected);
+        const auto outcome = check(answer(200, manifest));
+        QVERIFY(!outcome.error);
+        QCOMPARE(*outcome.value, expected);
+    }
+
+    void malformedManifestsFailWhole_data() {
+        QTest::addColumn<QByteArray>("manifest");
+        QTest::newRow("build as text") << json("{'direct': {'version': '2.5.0', 'build': '2500'}}");
+        QTest::newRow("fractional build")
+            << json("{'direct': {'version': '2.5.0', 'build': 2500.5}}");
+        QTest::newRow("direct without version") << json("{'direct': {'build': 2500}}");
+        QTest::newRow("version as number") << json("{'direct': {'version': 2.5}}");
+        QTest::newRow("bad latest beside good direct")
+            << json("{'direct': {'version': '2.5.0'}, 'latest': {'version': true}}");
+        QTest::newRow("direct not an object") << json("{'direct': '2.5.0'}");
+        QTest::newRow("download address not a URL")
+            << json("{'direct': {'version': '2.5.0', 'downloadURL': ''}}");
+        QTest::newRow("not JSON") << QByteArray("<html>maintenance</html>");
+        QTest::newRow("array") << json("[{'version': '2.5.0'}]");
+    }
+
+    void malformedManifestsFailWhole() {
+        QFETCH(QByteArray, manifest);
+        const auto outcome = check(answer(200, manifest));
+        QVERIFY(outcome.error);
+        QCOMPARE(outcome.error->domain(), LaunchError::Domain::decoding);
+    }
+
+    void acceptsOnlySuccessStatuses_data() {
+        QTest::addColumn<int>("status");
+        QTest::newRow("304") << 304;
+        QTest::newRow("404") << 404;
+        QTest::newRow("500") << 500;
+    }
+
+    void acceptsOnlySuccessStatuses() {
+        QFETCH(int, status);
+        // A body that would decode fine does not rescue the answer.
+        const auto outcome = check(answer(status, json("{'direct': {'version': '2.5.0'}}")));
+        QVERIFY(outcome.error);
+        QVERIFY(outcome.error->isUrlError(LaunchError::badServerResponse));
+    }
+
+    void asksTheServerEveryTime() {
+        m_server.reply(u"GET"_s, manifestPath,
+                       answer(200, json("{'direct': {'version': '2.5.0'}}")));
+        DirectorReleaseChecker checker(m_server.url(manifestPath), m_server.makeNetworkAccess());
+        QCOMPARE(check(checker).value->value().version, u"2.5.0"_s);
+
+        m_server.reply(u"GET"_s, manifestPath,
+                       answer(200, json("{'direct': {'version': '2.6.0'}}")));
+        QCOMPARE(check(checker).value->value().version, u"2.6.0"_s);
+        const auto requests = m_server.requests();
+        QCOMPARE(requests.last().method, u"GET"_s);
+        QVERIFY(requests.last().body.isEmpty());
+        QVERIFY(!requests.last().headers.contains(u"authorization"_s));
+    }
+
+    void transportFailuresAreUrlErrors() {
+        // A port that nothing listens on any more.
+        QTcpServer closed;
+        QVERIFY(closed.listen(QHostAddress::LocalHost));
+        const quint16 port = closed.serverPort();
+        closed.close();
+        DirectorReleaseChecker refused(QUrl(u"https://127.0.0.1:%1/updates/macos.json"_s.arg(port)),
+                                       m_server.makeNetworkAccess());
+        auto outcome = check(refused);
+        QVERIFY(outcome.error);
+        QVERIFY(outcome.error->isUrlError(LaunchError::cannotConnectToHost));
+        QVERIFY(outcome.error->isOffline());
+
+        // The server's certificate authority is not trusted by a plain manager.
+        m_server.reply(u"GET"_s, manifestPath,
+                       answer(200, json("{'direct': {'version': '2.5.0'}}")));
+        DirectorReleaseChecker untrusted(m_server.url(manifestPath),
+                                         std::make_shared<QNetworkAccessManager>());
+        outcome = check(untrusted);
+        QVERIFY(outcome.error);
+        QVERIFY(outcome.error->isUrlError(LaunchError::secureConnectionFailed));
+
+        // A server that does not answer in time.
+        m_server.reply(u"GET"_s, u"/slow.json"_s, answer(200, "{}", 3000));
+        DirectorReleaseChecker slow(m_server.url(u"/slow.json"_s), m_server.makeNetworkAccess(),
+                                    std::chrono::milliseconds(200));
+        outcome = check(slow);
+        QVERIFY(outcome.error);
+        QVERIFY(outcome.error->isUrlError(LaunchError::timedOut));
+    }
+};
+
+QTEST_GUILESS_MAIN(DirectorReleaseCheckerTest)
+#include "DirectorReleaseCheckerTest.moc"

@@ -1,0 +1,228 @@
+#include "applications/ProductionApplicationDiscovery.h"
+
+#include "BundleBuilder.h"
+#include "BundleProcesses.h"
+#include "StoreDoubles.h"
+#include "TaskOutcome.h"
+#include "platform/linux/LinuxWorkspace.h"
+
+#include <QDir>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+using Launch::InstallationState;
+
+namespace {
+
+const QString directorID = u"nz.co.halvex.VantorDirector"_s;
+const QString pellomarID = u"nz.co.halvex.Pellomar"_s;
+const QString creatorID = u"nz.co.halvex.Vantor-Creator"_s;
+
+BundleSpec bundle(std::optional<QString> identifier, const QString& version = u"2.4.1"_s,
+                  const QString& build = u"2410"_s) {
+    return BundleSpec{std::move(identifier), version, build};
+}
+
+// The same place written another way, as a workspace may report it.
+QUrl otherSpelling(const QUrl& bundle) {
+    const QString path = bundle.toLocalFile();
+    return QUrl::fromLocalFile(path.section(u'/', 0, -2) + u"/./"_s + path.section(u'/', -1) +
+                               u'/');
+}
+
+template <typename T>
+T await(QCoro::Task<T> task) {
+    TaskOutcome<T> outcome;
+    auto recording = recordOutcome(std::move(task), outcome);
+    if (!finishes(recording) || !outcome.value)
+        qFatal("discovery did not finish");
+    return *outcome.value;
+}
+
+} // namespace
+
+// A workspace whose lookup by identifier answers what the test says.
+class AnsweringWorkspace : public RecordingWorkspace {
+    Q_OBJECT
+
+public:
+    QHash<QString, QUrl> urls;
+    std::optional<QUrl> urlForApplication(const QString& identifier) const override {
+        return urls.contains(identifier) ? std::optional<QUrl>(urls.value(identifier))
+                                         : std::nullopt;
+    }
+};
+
+class ProductionApplicationDiscoveryTest : public QObject {
+    Q_OBJECT
+
+private:
+    std::unique_ptr<QTemporaryDir> m_folder;
+    QString m_system;
+    QString m_home;
+    QString m_homeApplications;
+    std::shared_ptr<AnsweringWorkspace> m_workspace;
+    LaunchConfiguration m_configuration = LaunchConfiguration::production();
+
+    ProductionApplicationDiscovery discovery(std::shared_ptr<Workspace> workspace = {}) {
+        return ProductionApplicationDiscovery(m_configuration, workspace ? workspace : m_workspace,
+                                              {m_system, m_home});
+    }
+
+    QString folder(const QString& name) {
+        const QString path = m_folder->filePath(name);
+        QDir().mkpath(path);
+        return path;
+    }
+
+private Q_SLOTS:
+    void init() {
+        m_folder = std::make_unique<QTemporaryDir>();
+        QVERIFY(m_folder->isValid());
+        m_system = folder(u"Applications"_s);
+        m_home = folder(u"home"_s);
+        m_homeApplications = folder(u"home/Applications"_s);
+        m_workspace = std::make_shared<AnsweringWorkspace>();
+    }
+
+    void ranksByPlace() {
+        const QUrl home = QUrl::fromLocalFile(u"/home/ana"_s);
+        const auto rank = [&](const QString& path) {
+            return ProductionApplicationDiscovery::locationRank(QUrl::fromLocalFile(path), home);
+        };
+        QCOMPARE(rank(u"/Applications/X.app"_s), 0);
+        QCOMPARE(rank(u"/Applications/Sub/X.app"_s), 0);
+        QCOMPARE(rank(u"/home/ana/Applications/X.app"_s), 1);
+        QCOMPARE(rank(u"/home/ana/Applications/../Applications/X.app"_s), 1);
+        QCOMPARE(rank(u"/ApplicationsOld/X.app"_s), 2);
+        QCOMPARE(rank(u"/home/ana/ApplicationsOld/X.app"_s), 2);
+        QCOMPARE(rank(u"/Applications"_s), 2);
+    }
+
+    void collectsEachVerifiedCandidateOnceBestPlacedFirst() {
+        const auto director = m_configuration.director;
+        const QUrl system = writeBundle(m_system, u"Vantor Director.app"_s, bundle(directorID));
+        const QUrl upperCase = writeBundle(m_system, u"Y.APP"_s, bundle(directorID));
+        const QUrl home = writeBundle(m_homeApplications, u"Pellomar.app"_s, bundle(pellomarID));
+        const QUrl elsewhere =
+            writeBundle(folder(u"elsewhere"_s), u"Vantor Director.app"_s, bundle(directorID));
+        // None of these may be taken from the folders.
+        writeBundle(folder(u"Applications/Sub"_s), u"Nested.app"_s, bundle(directorID));
+        writeBundle(m_system, u".Hidden.app"_s, bundle(directorID));
+        writeBundle(m_system, u"Lower Case.app"_s, bundle(directorID.toLower()));
+        writeBundle(m_system, u"Unnamed.app"_s, bundle(std::nullopt));
+        writeBundle(m_system, u"Vantor Creator.app"_s, bundle(creatorID));
+        writeBundle(m_system, u"Director.zip"_s, bundle(directorID));
+
+        // The workspace reports the folder's bundle again, in another spelling, and a copy that
+        // lies outside both folders.
+        m_workspace->urls = {{directorID, otherSpelling(system)}, {pellomarID, elsewhere}};
+        auto subject = discovery();
+        const QList<QUrl> candidates = await(subject.candidates(director));
+
+        // The first spelling seen is kept; rank decides before the order of discovery does.
+        QCOMPARE(candidates.size(), 4);
+        QCOMPARE(candidates[0], otherSpelling(system));
+        QCOMPARE(candidates[1], upperCase);
+        QCOMPARE(candidates[2], home);
+        QCOMPARE(candidates[3], elsewhere);
+
+        // Vantor Creator is never looked up by itself.
+        m_workspace->urls = {{creatorID, system}};
+        QVERIFY(await(subject.candidates(m_configuration.creator)).isEmpty());
+    }
+
+    void runningCopyWinsOverBetterPlacedIdleCopy() {
+        BundleSpec binary = bundle(directorID, u"2.4.1"_s, u"2410"_s);
+        binary.binaryPropertyList = true;
+        const QUrl idle = writeBundle(m_system, u"Vantor Director.app"_s, binary);
+        const QUrl running = writeBundle(m_homeApplications, u"Vantor Director.app"_s,
+                                         bundle(pellomarID, u"2.5.0"_s, u"2500"_s));
+        const QUrl elsewhere =
+            writeBundle(folder(u"elsewhere"_s), u"Vantor Director.app"_s, bundle(directorID));
+        writeBundle(m_system, u"Vantor Creator.app"_s, bundle(creatorID));
+        m_workspace->urls = {{creatorID, QUrl::fromLocalFile(m_system + u"/Vantor Creator.app"_s)}};
+        auto subject = discovery();
+
+        // A copy of the same identifier running from another place does not make this one run.
+        m_workspace->running = {{41, directorID, elsewhere}};
+        QList<InstalledApp> apps = await(subject.discoverApplications());
+        QCOMPARE(apps.size(), 2);
+        QCOMPARE(apps[0].path, idle);
+        QCOMPARE(apps[0].bundleIdentifier, directorID);
+        QCOMPARE(apps[0].installedVersion, u"2.4.1"_s);
+        QCOMPARE(apps[0].build, u"2410"_s);
+        QCOMPARE(apps[0].state, InstallationState::stale);
+        QVERIFY(!apps[0].isRunning);
+
+        m_workspace->running = {{42, pellomarID, otherSpelling(running)}};
+        apps = await(subject.discoverApplications());
+        QCOMPARE(apps[0].id, m_configuration.director.name);
+        QCOMPARE(apps[0].path, running);
+        QCOMPARE(apps[0].bundleIdentifier, pellomarID);
+        QCOMPARE(apps[0].installedVersion, u"2.5.0"_s);
+        QCOMPARE(apps[0].build, u"2500"_s);
+        QCOMPARE(apps[0].state, InstallationState::running);
+        QVERIFY(apps[0].isRunning);
+
+        // Vantor Creator is not installed, whatever lies on disk.
+        QCOMPARE(apps[1].id, m_configuration.creator.name);
+        QCOMPARE(apps[1].bundleIdentifier, creatorID);
+        QCOMPARE(apps[1].logoAsset, m_configuration.creator.logoAsset);
+        QCOMPARE(apps[1].state, InstallationState::notInstalled);
+        QVERIFY(!apps[1].path);
+        QVERIFY(!apps[1].isRunning);
+    }
+
+    void workspaceAnswersAreVerifiedAgain() {
+        // The workspace may point anywhere, even below a folder the scan does not enter.
+        const QUrl nested = writeBundle(folder(u"Applications/Sub"_s), u"Vantor Director.app"_s,
+                                        bundle(directorID));
+        const QUrl unnamed =
+            writeBundle(folder(u"elsewhere"_s), u"Vantor Director.app"_s, bundle(std::nullopt));
+        m_workspace->urls = {{directorID, nested}, {pellomarID, unnamed}};
+        auto subject = discovery();
+
+        QList<InstalledApp> apps = await(subject.discoverApplications());
+        QCOMPARE(apps[0].path, nested);
+        QCOMPARE(apps[0].state, InstallationState::stale);
+
+        // The bundle has changed its identifier since the workspace recorded it.
+        writeBundle(folder(u"Applications/Sub"_s), u"Vantor Director.app"_s,
+                    bundle(u"com.example.Other"_s));
+        const QDateTime before = QDateTime::currentDateTimeUtc();
+        apps = await(subject.discoverApplications());
+        QCOMPARE(apps[0].state, InstallationState::notInstalled);
+        QCOMPARE(apps[0].bundleIdentifier, directorID);
+        QVERIFY(!apps[0].path);
+        QVERIFY(!apps[0].installedVersion);
+        QVERIFY(!apps[0].isRunning);
+        QVERIFY(apps[0].lastChecked && *apps[0].lastChecked >= before);
+    }
+
+    void findsTheCopyThatARealProcessRunsFrom() {
+        const BundleSpec spec = BundleProcesses::waitingBundle(directorID);
+        writeBundle(m_system, u"Vantor Director.app"_s, spec);
+        const QUrl running = writeBundle(m_homeApplications, u"Vantor Director.app"_s, spec);
+        auto workspace = std::make_shared<LinuxWorkspace>();
+        auto subject = discovery(workspace);
+
+        QProcess process;
+        process.start(BundleProcesses::executablePath(running, spec));
+        QVERIFY(process.waitForStarted(15000));
+        QList<InstalledApp> apps = await(subject.discoverApplications());
+        QCOMPARE(apps[0].path, running);
+        QVERIFY(apps[0].isRunning);
+
+        process.terminate();
+        QVERIFY(process.waitForFinished(15000));
+        apps = await(subject.discoverApplications());
+        QCOMPARE(apps[0].path, QUrl::fromLocalFile(m_system + u"/Vantor Director.app"_s));
+        QVERIFY(!apps[0].isRunning);
+    }
+};
+
+QTEST_GUILESS_MAIN(ProductionApplicationDiscoveryTest)
+#include "ProductionApplicationDiscoveryTest.moc"

@@ -1,0 +1,254 @@
+#include "StoreDoubles.h"
+
+#include <QTest>
+#include <stdexcept>
+
+using namespace Qt::StringLiterals;
+using Launch::InstallationState;
+using Release = std::optional<AvailableApplicationRelease>;
+
+namespace {
+
+const QUrl zip(u"https://downloads.example.com/director-2.5.0.zip"_s);
+
+AvailableApplicationRelease release(const QString& version,
+                                    std::optional<QString> build = std::nullopt) {
+    return {version, std::move(build), zip};
+}
+
+RunningApplication runningCopy(const InstalledApp& app, qint64 processId = 4242) {
+    return {processId, app.bundleIdentifier, *app.path};
+}
+
+} // namespace
+
+// An updater that fails in a way nobody planned for.
+class BrokenUpdater : public ApplicationUpdating {
+public:
+    QCoro::Task<> installUpdate(AvailableApplicationRelease, QUrl, QStringList) override {
+        throw std::runtime_error("disk on fire");
+        co_return;
+    }
+};
+
+// The store's update flow: the release check and its decision, and an update from button to
+// reopened application.
+class UpdateFlowTest : public QObject {
+    Q_OBJECT
+
+private:
+    // Discovery and the release check answer at once; refreshApplications() runs to its end.
+    [[nodiscard]] static bool refresh(StoreFixture& fixture, LaunchStore& store,
+                                      QList<InstalledApp> apps, Release latest) {
+        fixture.discovery->discover.answerWith(std::move(apps));
+        fixture.releaseChecker->latest.answerWith(std::move(latest));
+        auto task = store.refreshApplications();
+        return finishes(task);
+    }
+
+private Q_SLOTS:
+    void decidesFromTheRelease_data() {
+        QTest::addColumn<QString>("installedVersion");
+        QTest::addColumn<QString>("installedBuild");
+        QTest::addColumn<Release>("latest");
+        QTest::addColumn<InstallationState>("state");
+        QTest::addColumn<QString>("buttonTitle");
+
+        QTest::newRow("newer build")
+            << u"2.5.0"_s << u"2500"_s << Release(release(u"2.5.0"_s, u"2501"_s))
+            << InstallationState::updateAvailable << u"Update to 2.5.0 build 2501"_s;
+        QTest::newRow("release without build")
+            << u"2.5.0"_s << u"2500"_s << Release(release(u"2.5.0"_s)) << InstallationState::current
+            << u"Update to 2.5.0"_s;
+        QTest::newRow("installed build not a number")
+            << u"2.5.0"_s << u"25a"_s << Release(release(u"2.5.0"_s, u"2501"_s))
+            << InstallationState::stale << u"Update to 2.5.0 build 2501"_s;
+        QTest::newRow("newer version")
+            << u"2.4.1"_s << u"2410"_s << Release(release(u"2.5.0"_s, u"2500"_s))
+            << InstallationState::updateAvailable << u"Update to 2.5.0 build 2500"_s;
+        QTest::newRow("older release")
+            << u"2.6.0"_s << u"2600"_s << Release(release(u"2.5.0"_s, u"2500"_s))
+            << InstallationState::current << u"Update to 2.5.0 build 2500"_s;
+        QTest::newRow("release not a version")
+            << u"2.5.0"_s << u"2500"_s << Release(release(u"latest"_s)) << InstallationState::stale
+            << u"Update to latest"_s;
+        QTest::newRow("no applicable release")
+            << u"2.5.0"_s << u"2500"_s << Release() << InstallationState::stale << u"Update Now"_s;
+    }
+
+    void decidesFromTheRelease() {
+        QFETCH(QString, installedVersion);
+        QFETCH(QString, installedBuild);
+        QFETCH(Release, latest);
+        QFETCH(InstallationState, state);
+        QFETCH(QString, buttonTitle);
+        StoreFixture fixture;
+        auto store = fixture.makeStore();
+        fixture.clock = fixture.clock.addSecs(60);
+
+        QVERIFY(refresh(fixture, *store,
+                        {fixture.director(installedVersion, installedBuild), fixture.creator()},
+                        latest));
+        const InstalledApp& director = store->apps()[0];
+        QCOMPARE(director.state, state);
+        QCOMPARE(director.availableVersion,
+                 latest ? std::optional<QString>(latest->version) : std::nullopt);
+        QCOMPARE(director.lastChecked, fixture.clock);
+        QCOMPARE(store->availableDirectorRelease(), latest);
+        QCOMPARE(store->updateButtonTitle(director), buttonTitle);
+    }
+
+    void failedCheckLeavesTheDirectorUnknown() {
+        StoreFixture fixture;
+        auto store = fixture.makeStore();
+        QVERIFY(refresh(fixture, *store, {fixture.director(u"2.4.1"_s), fixture.creator()},
+                        release(u"2.5.0"_s)));
+        QCOMPARE(store->apps()[0].state, InstallationState::updateAvailable);
+
+        fixture.releaseChecker->latest.failWith(LaunchError::url(LaunchError::timedOut));
+        auto check = store->checkDirectorRelease();
+        QVERIFY(finishes(check));
+        QCOMPARE(store->apps()[0].state, InstallationState::stale);
+        QVERIFY(!store->availableDirectorRelease());
+        QCOMPARE(store->message(), u"The Vantor Director update check could not be completed."_s);
+
+        // A Director that is not installed stays so.
+        store->setMessage(std::nullopt);
+        fixture.discovery->discover.answerWith(
+            QList<InstalledApp>{fixture.missingDirector(), fixture.creator()});
+        auto refreshing = store->refreshApplications();
+        QVERIFY(finishes(refreshing));
+        QCOMPARE(store->apps()[0].state, InstallationState::notInstalled);
+        QVERIFY(store->message());
+    }
+
+    void updatesAStoppedDirectorAtOnce() {
+        StoreFixture fixture;
+        auto store = fixture.makeStore();
+        const InstalledApp director = fixture.director(u"2.4.1"_s);
+        QVERIFY(refresh(fixture, *store, {director, fixture.creator()}, release(u"2.5.0"_s)));
+        fixture.updater->install.holdCalls();
+
+        store->updateApplication(store->apps()[0]);
+        QCOMPARE(fixture.updater->install.pendingCount(), 1);
+        QCOMPARE(fixture.updater->releases, QList{release(u"2.5.0"_s)});
+        QCOMPARE(store->message(), u"Downloading Vantor Director 2.5.0…"_s);
+        QCOMPARE(store->updatingAppID(), director.id);
+        QCOMPARE(store->apps()[0].state, InstallationState::checking);
+
+        // A second press while the update runs is ignored without a word.
+        store->updateApplication(store->apps()[0]);
+        QCOMPARE(fixture.updater->install.callCount(), 1);
+
+        fixture.discovery->discover.answerWith(
+            QList<InstalledApp>{fixture.director(u"2.5.0"_s), fixture.creator()});
+        fixture.updater->install.complete({});
+        QTRY_VERIFY_WITH_TIMEOUT(!store->updatingAppID(), 5000);
+        QCOMPARE(store->message(), u"Vantor Director 2.5.0 was installed successfully."_s);
+        QCOMPARE(store->apps()[0].installedVersion, u"2.5.0"_s);
+        QCOMPARE(store->apps()[0].state, InstallationState::current);
+        // It was not running, so it is not opened.
+        QVERIFY(fixture.workspace->opened.isEmpty());
+    }
+
+    void oneUpdateAtATimeWhileTheManifestLoads() {
+        StoreFixture fixture;
+        auto store = fixture.makeStore();
+        QVERIFY(refresh(fixture, *store, {fixture.director(u"2.4.1"_s), fixture.creator()},
+                        std::nullopt));
+        fixture.releaseChecker->latest.holdCalls();
+        fixture.updater->install.holdCalls();
+
+        // Without a known release each press asks for the manifest first.
+        store->updateApplication(store->apps()[0]);
+        store->updateApplication(store->apps()[0]);
+        QCOMPARE(fixture.releaseChecker->latest.pendingCount(), 2);
+        fixture.releaseChecker->latest.complete(release(u"2.5.0"_s));
+        fixture.releaseChecker->latest.complete(release(u"2.5.0"_s));
+
+        QCOMPARE(fixture.updater->install.callCount(), 1);
+        QCOMPARE(store->updatingAppID(), fixture.director().id);
+        fixture.updater->install.fail(LaunchError::url(LaunchError::networkConnectionLost));
+        QVERIFY(!store->updatingAppID());
+    }
+
+    void unplannedUpdaterFailureStillEndsTheUpdate() {
+        StoreFixture fixture;
+        LaunchCollaborators collaborators = fixture.collaborators();
+        collaborators.applicationUpdater = std::make_shared<BrokenUpdater>();
+        LaunchStore store(collaborators);
+        QVERIFY(refresh(fixture, store, {fixture.director(u"2.4.1"_s), fixture.creator()},
+                        release(u"2.5.0"_s)));
+
+        store.updateApplication(store.apps()[0]);
+        QTRY_VERIFY_WITH_TIMEOUT(!store.updatingAppID() &&
+                                     store.message() != u"Downloading Vantor Director 2.5.0…"_s,
+                                 5000);
+        QCOMPARE(store.message(), u"Vantor Director could not be updated: disk on fire"_s);
+        QVERIFY(!store.updatingAppID());
+        QCOMPARE(store.apps()[0].state, InstallationState::updateAvailable);
+    }
+
+    void closesUpdatesAndReopensARunningDirector() {
+        StoreFixture fixture;
+        auto store = fixture.makeStore();
+        InstalledApp director = fixture.director(u"2.4.1"_s);
+        director.isRunning = true;
+        director.state = InstallationState::running;
+        // Another copy runs from elsewhere; only the recorded one is asked to quit.
+        const RunningApplication otherCopy{
+            7, director.bundleIdentifier,
+            QUrl::fromLocalFile(u"/home/ana/Applications/Vantor Director.app"_s)};
+        fixture.workspace->running = {runningCopy(director), otherCopy};
+        QVERIFY(refresh(fixture, *store, {director, fixture.creator()}, release(u"2.5.0"_s)));
+
+        store->updateApplication(store->apps()[0]);
+        QCOMPARE(store->runningUpdatePromptAppID(), director.id);
+        QCOMPARE(fixture.updater->install.callCount(), 0);
+
+        store->confirmRunningUpdate();
+        QVERIFY(!store->runningUpdatePromptAppID());
+        QCOMPARE(fixture.workspace->terminated, QList{runningCopy(director)});
+        QCOMPARE(store->message(), u"Closing Vantor Director before installing the update…"_s);
+
+        // It refuses to quit (unsaved work): a launch elsewhere refreshes, nothing installs.
+        QVERIFY(refresh(fixture, *store, {director, fixture.creator()}, release(u"2.5.0"_s)));
+        QCOMPARE(fixture.updater->install.callCount(), 0);
+
+        // Quitting later installs without another prompt; a refused update reopens it anyway.
+        fixture.workspace->running = {otherCopy};
+        InstalledApp quit = director;
+        quit.isRunning = false;
+        quit.state = InstallationState::stale;
+        fixture.updater->install.failWith(
+            LaunchError(LaunchError::Domain::updater, 3, u"The download could not be verified."_s));
+        QVERIFY(refresh(fixture, *store, {quit, fixture.creator()}, release(u"2.5.0"_s)));
+        QCOMPARE(fixture.updater->install.callCount(), 1);
+        QVERIFY(!store->runningUpdatePromptAppID());
+        QCOMPARE(store->message(),
+                 u"Vantor Director could not be updated: The download could not be verified."_s);
+        QCOMPARE(store->apps()[0].state, InstallationState::updateAvailable);
+        QCOMPARE(fixture.workspace->opened, QList{*director.path});
+        QVERIFY(!store->reopenAfterUpdateAppID());
+    }
+
+    void directorThatCannotBeAskedToQuitIsNotQueued() {
+        StoreFixture fixture;
+        auto store = fixture.makeStore();
+        InstalledApp director = fixture.director(u"2.4.1"_s);
+        director.isRunning = true;
+        fixture.workspace->running = {runningCopy(director)};
+        fixture.workspace->terminateSucceeds = false;
+        QVERIFY(refresh(fixture, *store, {director, fixture.creator()}, release(u"2.5.0"_s)));
+
+        store->updateApplication(store->apps()[0]);
+        store->confirmRunningUpdate();
+        QCOMPARE(store->message(), u"Vantor Director could not be closed automatically. Quit it "
+                                   u"normally, then try the update again."_s);
+        QVERIFY(!store->queuedUpdateApplication());
+        QVERIFY(!store->reopenAfterUpdateAppID());
+    }
+};
+
+QTEST_GUILESS_MAIN(UpdateFlowTest)
+#include "UpdateFlowTest.moc"
