@@ -13,6 +13,7 @@
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QUuid>
 #include <csignal>
 
 using namespace Qt::StringLiterals;
@@ -21,8 +22,10 @@ namespace {
 
 constexpr int generousTimeout = 15000;
 
-const QString directorID = u"nz.co.halvex.VantorDirector"_s;
-const QString creatorID = u"nz.co.halvex.Vantor-Creator"_s;
+// Identifiers of this run only, so that nothing else running on the machine can answer.
+const QString runTag = QUuid::createUuid().toString(QUuid::Id128);
+const QString directorID = u"nz.co.halvex.test.Director-"_s + runTag;
+const QString creatorID = u"nz.co.halvex.test.Creator-"_s + runTag;
 
 QByteArray readAll(const QString& path) {
     QFile file(path);
@@ -159,6 +162,8 @@ private Q_SLOTS:
         LinuxWorkspace workspace;
         QSignalSpy launched(&workspace, &Workspace::applicationLaunched);
         QSignalSpy terminated(&workspace, &Workspace::applicationTerminated);
+        // Another listener leaving neither blocks nor stops the watch for those that stay.
+        QObject::disconnect(QObject::connect(&workspace, &Workspace::applicationLaunched, [] {}));
 
         // A program outside any bundle is looked at (runningApplications looks now) and ignored.
         QProcess* plain = new QProcess(this);

@@ -146,8 +146,14 @@ void LinuxWorkspace::connectNotify(const QMetaMethod& signal) {
 }
 
 void LinuxWorkspace::disconnectNotify(const QMetaMethod&) {
-    // Called with an invalid method for a disconnect of everything: ask the signals themselves.
-    if (!isSignalConnected(QMetaMethod::fromSignal(&Workspace::applicationLaunched)) &&
-        !isSignalConnected(QMetaMethod::fromSignal(&Workspace::applicationTerminated)))
-        m_watch->stop();
+    // Qt may call this while it holds the lock that isSignalConnected() takes, and with an
+    // invalid method for a disconnect of everything: ask the signals themselves, a moment later.
+    QMetaObject::invokeMethod(
+        this,
+        [this] {
+            if (!isSignalConnected(QMetaMethod::fromSignal(&Workspace::applicationLaunched)) &&
+                !isSignalConnected(QMetaMethod::fromSignal(&Workspace::applicationTerminated)))
+                m_watch->stop();
+        },
+        Qt::QueuedConnection);
 }
