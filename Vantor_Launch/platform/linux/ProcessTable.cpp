@@ -96,6 +96,14 @@ QList<qint64> ProcessTable::processIds() {
     return ids;
 }
 
+std::optional<qint64> ProcessTable::lastCreatedProcessId() {
+    // "0.00 0.01 0.05 1/123 4567": the last field is the id handed out last.
+    const QByteArray load = readSmallFile("/proc/loadavg", 128).trimmed();
+    bool ok = false;
+    const qint64 id = load.mid(load.lastIndexOf(' ') + 1).toLongLong(&ok);
+    return ok ? std::optional<qint64>(id) : std::nullopt;
+}
+
 std::optional<QString> ProcessTable::bundleOf(qint64 processId) {
     const auto executable = executableOf(processId);
     if (!executable)

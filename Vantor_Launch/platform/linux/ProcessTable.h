@@ -17,6 +17,10 @@ public:
     // The processes visible to this user, in the order /proc lists them.
     static QList<qint64> processIds();
 
+    // The id most recently given to a process or thread in this pid namespace; while it stays
+    // the same, nothing new has started.
+    static std::optional<qint64> lastCreatedProcessId();
+
     // The bundle a process runs from: its executable lies in "<bundle>/Contents/MacOS/", or it
     // is a script there started through its "#!" line (the kernel then runs the interpreter,
     // names the process after the script and passes the script's path as the first argument).

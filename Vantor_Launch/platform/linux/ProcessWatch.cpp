@@ -39,10 +39,21 @@ void ProcessWatch::stop() {
 
 void ProcessWatch::refresh() {
     const qint64 now = m_clock.elapsed();
+    Changes changes;
+    const auto lastCreated = ProcessTable::lastCreatedProcessId();
+    // Without pidfds only the listing shows that a bundle process has ended.
+    if (m_primed && m_pidfdAvailable && lastCreated && lastCreated == m_lastCreatedProcessId)
+        lookAgain(now, changes);
+    else
+        scan(now, changes);
+    m_lastCreatedProcessId = lastCreated;
+    report(changes);
+}
+
+void ProcessWatch::scan(qint64 now, Changes& changes) {
     const bool primed = m_primed;
     m_primed = true;
     ++m_sweep;
-    Changes changes;
     Changes unreported;
 
     for (const qint64 processId : ProcessTable::processIds()) {
@@ -54,8 +65,6 @@ void ProcessWatch::refresh() {
             entry.looksUntil = primed ? now + youngProcessMilliseconds : 0;
             look(processId, entry, primed ? changes : unreported);
         } else if (entry.bundlePath || entry.looksUntil > now) {
-            // Bundle processes are few; looking again catches one that has become a zombie or
-            // has replaced itself with another program.
             look(processId, entry, changes);
         }
     }
@@ -69,7 +78,15 @@ void ProcessWatch::refresh() {
             changes.ended = true;
         it = m_entries.erase(it);
     }
-    report(changes);
+}
+
+// Nothing has started since the last look, but a young process may have reached its exec, and a
+// bundle process may have become a zombie or replaced itself with another program.
+void ProcessWatch::lookAgain(qint64 now, Changes& changes) {
+    for (auto& [processId, entry] : m_entries) {
+        if (entry.bundlePath || entry.looksUntil > now)
+            look(processId, entry, changes);
+    }
 }
 
 QList<BundleProcess> ProcessWatch::bundleProcesses() const {

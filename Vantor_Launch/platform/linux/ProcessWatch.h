@@ -12,8 +12,9 @@
 class QSocketNotifier;
 
 // Keeps track of the processes that run from application bundles and reports when one starts or
-// ends. New processes are found by a cheap poll of the process ids in /proc (only an id not seen
-// before is looked at); the end of a bundle process is seen at once through a pidfd.
+// ends. New processes are found by a poll: when the kernel has handed out no process id since the
+// last one, nothing is listed at all; otherwise /proc is listed and only ids not seen before are
+// looked at. The end of a bundle process is seen at once through a pidfd.
 class ProcessWatch : public QObject {
     Q_OBJECT
 
@@ -60,6 +61,8 @@ private:
         bool ended = false;
     };
 
+    void scan(qint64 now, Changes& changes);
+    void lookAgain(qint64 now, Changes& changes);
     void look(qint64 processId, Entry& entry, Changes& changes);
     void watchEnd(qint64 processId, Entry& entry);
     void onEnded(qint64 processId);
@@ -67,6 +70,7 @@ private:
 
     std::unordered_map<qint64, Entry> m_entries;
     quint64 m_sweep = 0;
+    std::optional<qint64> m_lastCreatedProcessId;
     bool m_primed = false;
     bool m_pidfdAvailable = true;
     QElapsedTimer m_clock;
