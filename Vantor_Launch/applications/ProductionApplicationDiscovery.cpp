@@ -15,6 +15,8 @@ using Launch::InstallationState;
 
 namespace {
 
+const QString systemApplicationsFolder = u"/Applications"_s;
+
 // What the workspace said about one product, gathered on the main thread for the worker.
 struct WorkspaceAnswers {
     QList<QUrl> urls;                      // in the order of the product's identifiers
@@ -168,7 +170,7 @@ bool isInside(const QString& path, const QString& folder) {
 } // namespace
 
 ProductionApplicationDiscovery::Locations ProductionApplicationDiscovery::Locations::standard() {
-    return {u"/Applications"_s, QDir::homePath()};
+    return {systemApplicationsFolder, QDir::homePath()};
 }
 
 ProductionApplicationDiscovery::ProductionApplicationDiscovery(LaunchConfiguration configuration,
@@ -207,7 +209,7 @@ ProductionApplicationDiscovery::candidates(LaunchConfiguration::Product product)
 }
 
 int ProductionApplicationDiscovery::locationRank(const QUrl& bundle, const QUrl& home) {
-    return locationRank(bundle, home, Locations::standard().systemApplications);
+    return locationRank(bundle, home, systemApplicationsFolder);
 }
 
 int ProductionApplicationDiscovery::locationRank(const QUrl& bundle, const QUrl& home,

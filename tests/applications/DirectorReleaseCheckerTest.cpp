@@ -166,7 +166,7 @@ private Q_SLOTS:
         QVERIFY(outcome.error->isUrlError(LaunchError::secureConnectionFailed));
 
         // A server that does not answer in time.
-        m_server.reply(u"GET"_s, u"/slow.json"_s, answer(200, "{}", 3000));
+        m_server.reply(u"GET"_s, u"/slow.json"_s, answer(200, "{}", 1000));
         DirectorReleaseChecker slow(m_server.url(u"/slow.json"_s), m_server.makeNetworkAccess(),
                                     std::chrono::milliseconds(200));
         outcome = check(slow);

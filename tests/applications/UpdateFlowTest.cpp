@@ -63,15 +63,6 @@ private Q_SLOTS:
         QTest::newRow("installed build not a number")
             << u"2.5.0"_s << u"25a"_s << Release(release(u"2.5.0"_s, u"2501"_s))
             << InstallationState::stale << u"Update to 2.5.0 build 2501"_s;
-        QTest::newRow("newer version")
-            << u"2.4.1"_s << u"2410"_s << Release(release(u"2.5.0"_s, u"2500"_s))
-            << InstallationState::updateAvailable << u"Update to 2.5.0 build 2500"_s;
-        QTest::newRow("older release")
-            << u"2.6.0"_s << u"2600"_s << Release(release(u"2.5.0"_s, u"2500"_s))
-            << InstallationState::current << u"Update to 2.5.0 build 2500"_s;
-        QTest::newRow("release not a version")
-            << u"2.5.0"_s << u"2500"_s << Release(release(u"latest"_s)) << InstallationState::stale
-            << u"Update to latest"_s;
         QTest::newRow("no applicable release")
             << u"2.5.0"_s << u"2500"_s << Release() << InstallationState::stale << u"Update Now"_s;
     }
