@@ -27,7 +27,8 @@ std::optional<QString> stringValue(plist_t dictionary, const char* key) {
 
 } // namespace
 
-std::optional<ApplicationBundleMetadata> readBundleMetadata(const QUrl& bundle) {
+std::optional<QHash<QByteArray, QString>>
+readInfoPlistStrings(const QUrl& bundle, std::initializer_list<const char*> keys) {
     QFile file(bundle.toLocalFile() + u"/Contents/Info.plist"_s);
     if (!file.open(QIODevice::ReadOnly) || file.size() > maximumPropertyListSize)
         return std::nullopt;
@@ -41,7 +42,23 @@ std::optional<ApplicationBundleMetadata> readBundleMetadata(const QUrl& bundle) 
     if (!root || plist_get_node_type(root) != PLIST_DICT)
         return std::nullopt;
 
-    return ApplicationBundleMetadata{stringValue(root, "CFBundleIdentifier"),
-                                     stringValue(root, "CFBundleShortVersionString"),
-                                     stringValue(root, "CFBundleVersion")};
+    QHash<QByteArray, QString> values;
+    for (const char* key : keys) {
+        if (auto value = stringValue(root, key))
+            values.insert(key, *value);
+    }
+    return values;
+}
+
+std::optional<ApplicationBundleMetadata> readBundleMetadata(const QUrl& bundle) {
+    const auto values = readInfoPlistStrings(
+        bundle, {"CFBundleIdentifier", "CFBundleShortVersionString", "CFBundleVersion"});
+    if (!values)
+        return std::nullopt;
+    const auto value = [&](const char* key) {
+        const auto it = values->constFind(key);
+        return it == values->constEnd() ? std::nullopt : std::optional<QString>(*it);
+    };
+    return ApplicationBundleMetadata{value("CFBundleIdentifier"),
+                                     value("CFBundleShortVersionString"), value("CFBundleVersion")};
 }

@@ -1,7 +1,10 @@
 #pragma once
 
+#include <QByteArray>
+#include <QHash>
 #include <QString>
 #include <QUrl>
+#include <initializer_list>
 #include <optional>
 
 // What a bundle's "Contents/Info.plist" says about it.
@@ -15,3 +18,8 @@ struct ApplicationBundleMetadata {
 
 // None when the property list is missing, unreadable or not a dictionary; XML and binary forms.
 std::optional<ApplicationBundleMetadata> readBundleMetadata(const QUrl& bundle);
+
+// The text values among the given keys of the bundle's Info.plist (a key whose value is absent or
+// not text is left out); none under the same conditions as readBundleMetadata.
+std::optional<QHash<QByteArray, QString>>
+readInfoPlistStrings(const QUrl& bundle, std::initializer_list<const char*> keys);
