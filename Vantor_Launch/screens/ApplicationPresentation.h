@@ -1,12 +1,15 @@
 #pragma once
 
+#include "ApplicationRowDescription.h"
 #include "core/InstalledApp.h"
 
 #include <QColor>
+#include <QDateTime>
 #include <QObject>
 #include <QtQmlIntegration>
 
-// How an application's row in the sidebar shows whether it is installed.
+// How the screens show managed applications: the sidebar's installed mark, the overview's rows
+// and when the applications were last checked.
 class ApplicationPresentation : public QObject {
     Q_OBJECT
     QML_ELEMENT
@@ -19,11 +22,25 @@ public:
     static QColor sidebarColorFor(const InstalledApp& app);
     static QString sidebarAccessibleNameFor(const InstalledApp& app);
 
+    // `creatorName` is the configured name of Vantor Creator, whose row is built into the
+    // Director's.
+    static ApplicationRowDescription describeRow(const InstalledApp& app,
+                                                 const QString& creatorName);
+    static QString statusTextFor(const InstalledApp& app, const QString& creatorName);
+    static QString stateSymbolFor(Launch::InstallationState state);
+    static QColor stateColorFor(Launch::InstallationState state);
+    // "Last checked " and the most recent check among the applications, relative to `now`.
+    static QString lastCheckedText(const QList<InstalledApp>& apps, const QDateTime& now);
+
     Q_INVOKABLE QString sidebarSymbol(const InstalledApp& app) const {
         return sidebarSymbolFor(app);
     }
     Q_INVOKABLE QColor sidebarColor(const InstalledApp& app) const { return sidebarColorFor(app); }
     Q_INVOKABLE QString sidebarAccessibleName(const InstalledApp& app) const {
         return sidebarAccessibleNameFor(app);
+    }
+    Q_INVOKABLE ApplicationRowDescription row(const InstalledApp& app,
+                                              const QString& creatorName) const {
+        return describeRow(app, creatorName);
     }
 };

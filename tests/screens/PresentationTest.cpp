@@ -1,4 +1,5 @@
 #include "ApplicationPresentation.h"
+#include "ApplicationRowDescription.h"
 #include "DateTexts.h"
 #include "LauncherInfo.h"
 #include "Sections.h"
@@ -12,6 +13,7 @@
 
 using namespace Qt::StringLiterals;
 using Kind = AccountSyncState::Kind;
+using Launch::InstallationState;
 
 namespace {
 
@@ -20,6 +22,44 @@ QDateTime utc(const char* text) {
 }
 
 const QLocale english(QLocale::English, QLocale::UnitedStates);
+
+const QString director = u"Vantor Director"_s;
+const QString creator = u"Vantor Creator"_s;
+
+InstalledApp application(const QString& name, InstallationState state,
+                         std::optional<QString> version = std::nullopt,
+                         std::optional<QString> build = std::nullopt) {
+    InstalledApp app;
+    app.id = name;
+    app.name = name;
+    app.state = state;
+    if (state != InstallationState::notInstalled)
+        app.path = QUrl::fromLocalFile(u"/Applications/Vantor Director.app"_s);
+    app.installedVersion = std::move(version);
+    app.build = std::move(build);
+    return app;
+}
+
+// A row's state line and buttons, as one line each: "text|symbol|colour" and the button titles.
+QStringList badgeLines(const ApplicationRowDescription& row) {
+    QStringList lines;
+    for (const auto& badge : row.badges)
+        lines.append(badge.text + u'|' + badge.symbol + u'|' + badge.color.name());
+    return lines;
+}
+
+QStringList buttons(const ApplicationRowDescription& row) {
+    QStringList titles;
+    if (row.showsLocate)
+        titles.append(u"Locate app\u2026"_s);
+    if (row.showsOpen)
+        titles.append(row.openTitle);
+    if (row.showsUpdate)
+        titles.append(u"(update)"_s);
+    if (row.showsReveal)
+        titles.append(u"Reveal in Finder"_s);
+    return titles;
+}
 
 } // namespace
 
@@ -123,6 +163,114 @@ private Q_SLOTS:
         QCOMPARE(ApplicationPresentation::sidebarColorFor(app), UiPalette::green());
         QCOMPARE(ApplicationPresentation::sidebarAccessibleNameFor(app),
                  u"Vantor Director, installed"_s);
+    }
+
+    void describesApplicationRows_data() {
+        QTest::addColumn<InstalledApp>("app");
+        QTest::addColumn<QString>("status");
+        QTest::addColumn<QStringList>("badges");
+        QTest::addColumn<QStringList>("buttons");
+
+        const QString green = UiPalette::green().name();
+        const QString slate = UiPalette::slate().name();
+        const QString gold = UiPalette::gold().name();
+        const QString accent = UiPalette::accentBlue().name();
+        const QString current = u"Current|checkmark.circle.fill|"_s + green;
+        const QString running = u"Running|play.circle.fill|"_s + accent;
+        const QStringList openAndReveal = {u"Open"_s, u"Reveal in Finder"_s};
+
+        QTest::newRow("installed with build")
+            << application(director, InstallationState::current, u"2.4.1"_s, u"2410"_s)
+            << u"Installed 2.4.1 (2410)"_s << QStringList{current} << openAndReveal;
+        QTest::newRow("installed without build")
+            << application(director, InstallationState::stale, u"2.4.1"_s) << u"Installed 2.4.1"_s
+            << QStringList{u"Offline / stale|exclamationmark.circle|"_s + slate} << openAndReveal;
+        QTest::newRow("installed without version")
+            << application(director, InstallationState::stale, std::nullopt, u"2410"_s)
+            << u"Installed \u2014 version unavailable"_s
+            << QStringList{u"Offline / stale|exclamationmark.circle|"_s + slate} << openAndReveal;
+        QTest::newRow("Director not installed")
+            << application(director, InstallationState::notInstalled) << u"Not installed"_s
+            << QStringList{u"Not installed|minus.circle|"_s + slate}
+            << QStringList{u"Locate app\u2026"_s};
+        QTest::newRow("Creator not installed")
+            << application(creator, InstallationState::notInstalled) << u"Not installed"_s
+            << QStringList{u"Not installed|minus.circle|"_s + slate} << QStringList();
+        QTest::newRow("Creator built into the Director")
+            << application(creator, InstallationState::included, u"2.4.1"_s, u"2410"_s)
+            << u"Built into Vantor Director 2.4.1"_s
+            << QStringList{u"Included with Vantor Director|checkmark.seal.fill|"_s + green}
+            << QStringList{u"Open in VD"_s, u"Reveal in Finder"_s};
+        QTest::newRow("Creator built into a Director without version")
+            << application(creator, InstallationState::included) << u"Built into Vantor Director"_s
+            << QStringList{u"Included with Vantor Director|checkmark.seal.fill|"_s + green}
+            << QStringList{u"Open in VD"_s, u"Reveal in Finder"_s};
+        QTest::newRow("Creator with a location of its own")
+            << application(creator, InstallationState::current, u"1.8.0"_s, u"1800"_s)
+            << u"Installed 1.8.0 (1800)"_s << QStringList{current}
+            << QStringList{u"Open in VD"_s, u"Reveal in Finder"_s};
+        QTest::newRow("update available")
+            << application(director, InstallationState::updateAvailable, u"2.4.1"_s, u"2410"_s)
+            << u"Installed 2.4.1 (2410)"_s
+            << QStringList{u"Update available|arrow.down.circle.fill|"_s + gold}
+            << QStringList{u"Open"_s, u"(update)"_s, u"Reveal in Finder"_s};
+        QTest::newRow("updating") << application(director, InstallationState::checking, u"2.4.1"_s,
+                                                 u"2410"_s)
+                                  << u"Installed 2.4.1 (2410)"_s
+                                  << QStringList{u"Checking|exclamationmark.circle|"_s + slate}
+                                  << openAndReveal;
+
+        InstalledApp runningUnchecked =
+            application(director, InstallationState::running, u"2.4.1"_s, u"2410"_s);
+        runningUnchecked.isRunning = true;
+        QTest::newRow("running, release not checked")
+            << runningUnchecked << u"Installed 2.4.1 (2410)"_s << QStringList{running}
+            << openAndReveal;
+        // The release check rewrites the state of a running Director; it still shows as running.
+        InstalledApp runningCurrent = runningUnchecked;
+        runningCurrent.state = InstallationState::current;
+        QTest::newRow("running and current") << runningCurrent << u"Installed 2.4.1 (2410)"_s
+                                             << QStringList{current, running} << openAndReveal;
+        InstalledApp runningOutdated = runningUnchecked;
+        runningOutdated.state = InstallationState::updateAvailable;
+        QTest::newRow("running with an update")
+            << runningOutdated << u"Installed 2.4.1 (2410)"_s
+            << QStringList{u"Update available|arrow.down.circle.fill|"_s + gold, running}
+            << QStringList{u"Open"_s, u"(update)"_s, u"Reveal in Finder"_s};
+    }
+
+    void describesApplicationRows() {
+        QFETCH(InstalledApp, app);
+        const ApplicationRowDescription row = ApplicationPresentation::describeRow(app, creator);
+        QTEST(row.statusText, "status");
+        QTEST(badgeLines(row), "badges");
+        QTEST(buttons(row), "buttons");
+        QCOMPARE(row.logoAccessibleName, app.name + u" logo"_s);
+        for (const auto& badge : row.badges)
+            QVERIFY2(!SymbolTable::resourcePath(badge.symbol).isEmpty(), qPrintable(badge.symbol));
+    }
+
+    void saysWhenTheApplicationsWereLastChecked() {
+        const QDateTime now = utc("2026-11-01T09:00:00Z");
+        InstalledApp unchecked = application(director, InstallationState::notInstalled);
+        QCOMPARE(ApplicationPresentation::lastCheckedText({}, now), u"Last checked not yet"_s);
+        QCOMPARE(ApplicationPresentation::lastCheckedText({unchecked}, now),
+                 u"Last checked not yet"_s);
+
+        InstalledApp older = unchecked;
+        older.lastChecked = now.addSecs(-2 * 3600);
+        InstalledApp newer = unchecked;
+        newer.lastChecked = now.addSecs(-5 * 60);
+        QCOMPARE(ApplicationPresentation::lastCheckedText({older, unchecked, newer}, now),
+                 u"Last checked 5 minutes ago"_s);
+        QCOMPARE(ApplicationPresentation::lastCheckedText({newer, older}, now),
+                 u"Last checked 5 minutes ago"_s);
+        older.lastChecked = now.addDays(-1);
+        QCOMPARE(ApplicationPresentation::lastCheckedText({older}, now),
+                 u"Last checked yesterday"_s);
+        // A clock that went back never makes a check lie in the future.
+        newer.lastChecked = now.addSecs(600);
+        QCOMPARE(ApplicationPresentation::lastCheckedText({newer}, now), u"Last checked now"_s);
     }
 
     void listsTheSectionsInOrderWithTheirShortcuts() {
