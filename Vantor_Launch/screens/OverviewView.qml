@@ -1,23 +1,77 @@
 import QtQml
 import QtQuick
+import QtQuick.Controls.Fusion
 import QtQuick.Layouts
 import Vantor.Launch
 
-// The Overview section.
-Item {
+// The Overview section: the header with the last update check, then the managed applications.
+ScrollView {
     id: root
 
     required property var store
 
     objectName: "overviewView"
+    contentWidth: availableWidth
 
-    ScreenHeader {
-        anchors.left: parent.left
-        anchors.right: parent.right
-        anchors.top: parent.top
-        anchors.margins: 28
-        title: "Your Vantor workspace"
-        subtitle: "Your apps, their updates and your content, in one place."
-        demoEnabled: root.store.demoEnabled
+    LastCheckedPresenter {
+        id: lastChecked
+
+        store: root.store
+    }
+
+    // The page, 28 points inside the visible area on every side.
+    Item {
+        implicitHeight: column.implicitHeight + 56
+
+        ColumnLayout {
+            id: column
+
+            y: 28
+            width: Math.min(root.availableWidth - 56, 1280)
+            x: (root.availableWidth - width) / 2
+            spacing: 20
+
+            ColumnLayout {
+                Layout.fillWidth: true
+                spacing: 12
+
+                ScreenHeader {
+                    Layout.fillWidth: true
+                    title: "Your Vantor workspace"
+                    subtitle: "Your apps, their updates and your content, in one place."
+                    demoEnabled: root.store.demoEnabled
+                }
+
+                RowLayout {
+                    Layout.fillWidth: true
+                    spacing: 14
+
+                    StatusLabel {
+                        objectName: "lastChecked"
+                        Layout.fillWidth: false
+                        text: lastChecked.text
+                        symbol: "arrow.clockwise"
+                        color: LaunchPalette.slate
+                        font.pixelSize: 13
+                        font.weight: Font.Normal
+                    }
+
+                    TextButton {
+                        objectName: "checkForUpdatesButton"
+                        text: "Check for updates"
+                        onClicked: root.store.requestRefreshApplications()
+                    }
+
+                    Item {
+                        Layout.fillWidth: true
+                    }
+                }
+            }
+
+            ApplicationPanel {
+                Layout.fillWidth: true
+                store: root.store
+            }
+        }
     }
 }

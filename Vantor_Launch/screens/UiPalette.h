@@ -30,6 +30,8 @@ class UiPalette : public QObject {
     Q_PROPERTY(QColor bannerOutline READ bannerOutline CONSTANT)
     Q_PROPERTY(QColor badgeBackground READ badgeBackground CONSTANT)
     Q_PROPERTY(QColor badgeOutline READ badgeOutline CONSTANT)
+    Q_PROPERTY(QColor rowBackground READ rowBackground CONSTANT)
+    Q_PROPERTY(QColor tileBackground READ tileBackground CONSTANT)
     // The controls' surfaces: buttons and fields, raised a little above the window.
     Q_PROPERTY(QColor raised READ raised CONSTANT)
     Q_PROPERTY(QColor raisedLight READ raisedLight CONSTANT)
@@ -60,6 +62,9 @@ public:
     static QColor bannerOutline() { return withAlpha(paper(), 0.16); }
     static QColor badgeBackground() { return withAlpha(gold(), 0.28); }
     static QColor badgeOutline() { return withAlpha(gold(), 0.45); }
+    // An application's row inside its card, and the well behind its logo.
+    static QColor rowBackground() { return withAlpha(paper(), 0.05); }
+    static QColor tileBackground() { return withAlpha(midnight(), 0.72); }
 
     static QColor raised() { return QColor(26, 52, 86); }
     static QColor raisedLight() { return QColor(48, 78, 116); }

@@ -4,6 +4,7 @@
 #include "core/BuildSettings.h"
 
 #include <QTest>
+#include <QtQuickTest/quicktest.h>
 
 using namespace Qt::StringLiterals;
 
@@ -76,6 +77,9 @@ QObject* ViewHarness::find(QObject* from, const QString& objectName) const {
 }
 
 void ViewHarness::click(QQuickItem* item) const {
+    // Where the item is once the layouts have caught up with the latest change of the store.
+    if (!QQuickTest::qWaitForPolish(item->window()))
+        QTest::qFail("the window's layout did not settle", __FILE__, __LINE__);
     const QPointF centre = item->mapToScene(QPointF(item->width() / 2, item->height() / 2));
     QTest::mouseClick(item->window(), Qt::LeftButton, {}, centre.toPoint());
 }

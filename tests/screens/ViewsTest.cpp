@@ -58,6 +58,33 @@ void triggerTrayItem(const ViewHarness& harness, const QString& text) {
     QFAIL(qPrintable(u"no tray item "_s + text));
 }
 
+// The overview's row of an application, once the store's applications have settled.
+QQuickItem* applicationRow(const ViewHarness& harness, const QString& name) {
+    QQuickItem* row = nullptr;
+    const bool found =
+        QTest::qWaitFor([&] { return (row = harness.item(u"applicationRow-"_s + name)); });
+    return found ? row : nullptr;
+}
+
+QString rowText(const ViewHarness& harness, QQuickItem* row, const QString& part) {
+    return textOf(harness.find(row, part));
+}
+
+// The titles of the buttons a row shows.
+QStringList rowButtons(const ViewHarness& harness, QQuickItem* row) {
+    QStringList titles;
+    for (const QString& name :
+         {u"locateButton"_s, u"openButton"_s, u"updateButton"_s, u"revealButton"_s}) {
+        if (isShown(harness.find(row, name)))
+            titles.append(textOf(harness.find(row, name)));
+    }
+    return titles;
+}
+
+QQuickItem* rowButton(const ViewHarness& harness, QQuickItem* row, const QString& name) {
+    return qobject_cast<QQuickItem*>(harness.find(row, name));
+}
+
 LaunchAccountSnapshot savedSnapshot() {
     return LaunchAccountSnapshot{
         1, WebsiteAccount{u"customer-1"_s, u"Ana Example"_s, u"ana@example.com"_s},
@@ -228,6 +255,78 @@ private Q_SLOTS:
         QQuickItem* creator = harness.item(u"sidebarApp-Vantor Creator"_s);
         QCOMPARE(creator->property("accessibleName").toString(),
                  u"Vantor Creator, not installed"_s);
+    }
+
+    void overviewRowsShowTheDirectorAndTheCreatorBuiltIntoIt() {
+        StoreFixture fixture;
+        answerEverything(fixture);
+        ViewHarness harness(fixture);
+        QTRY_COMPARE(harness.store().apps().value(1).state, Launch::InstallationState::included);
+
+        QQuickItem* director = applicationRow(harness, u"Vantor Director"_s);
+        QVERIFY(director);
+        QCOMPARE(rowText(harness, director, u"statusText"_s), u"Installed 2.4.1 (2410)"_s);
+        QCOMPARE(rowButtons(harness, director), QStringList({u"Open"_s, u"Reveal in Finder"_s}));
+        QQuickItem* creator = applicationRow(harness, u"Vantor Creator"_s);
+        QCOMPARE(rowText(harness, creator, u"statusText"_s), u"Built into Vantor Director 2.4.1"_s);
+        QCOMPARE(textOf(harness.find(creator, u"stateBadge"_s)),
+                 u"Included with Vantor Director"_s);
+        QCOMPARE(rowButtons(harness, creator),
+                 QStringList({u"Open in VD"_s, u"Reveal in Finder"_s}));
+        // The rows follow the store's order.
+        QVERIFY(creator->mapToScene({0, 0}).y() > director->mapToScene({0, 0}).y());
+
+        const QUrl bundle = *fixture.director().path;
+        harness.click(rowButton(harness, director, u"openButton"_s));
+        QCOMPARE(fixture.workspace->opened, QList<QUrl>{bundle});
+        // Creator opens its host.
+        harness.click(rowButton(harness, creator, u"openButton"_s));
+        QCOMPARE(fixture.workspace->opened, QList<QUrl>({bundle, bundle}));
+        harness.click(rowButton(harness, director, u"revealButton"_s));
+        QCOMPARE(fixture.workspace->revealed, QList<QUrl>{bundle});
+    }
+
+    void updateButtonShowsOnlyWhileAnUpdateIsAvailable() {
+        StoreFixture fixture;
+        answerEverything(fixture);
+        fixture.releaseChecker->latest.answerWith(
+            AvailableApplicationRelease{u"2.5.0"_s, u"2500"_s, std::nullopt});
+        fixture.updater->install.holdCalls();
+        ViewHarness harness(fixture);
+        QTRY_COMPARE(harness.store().updateCount(), 1);
+
+        QQuickItem* director = applicationRow(harness, u"Vantor Director"_s);
+        QCOMPARE(rowButtons(harness, director),
+                 QStringList({u"Open"_s, u"Update to 2.5.0 build 2500"_s, u"Reveal in Finder"_s}));
+        QVERIFY(!rowButtons(harness, applicationRow(harness, u"Vantor Creator"_s))
+                     .contains(u"Update to 2.5.0 build 2500"_s));
+
+        harness.click(rowButton(harness, director, u"updateButton"_s));
+        QTRY_COMPARE(fixture.updater->install.pendingCount(), 1);
+        // During the update the state is checking, and the button is gone.
+        director = applicationRow(harness, u"Vantor Director"_s);
+        QCOMPARE(rowText(harness, director, u"stateBadge"_s), u"Checking"_s);
+        QCOMPARE(rowButtons(harness, director), QStringList({u"Open"_s, u"Reveal in Finder"_s}));
+    }
+
+    void lastCheckedSaysNotYetUntilTheFirstCheck() {
+        StoreFixture fixture;
+        answerEverything(fixture);
+        InstalledApp director = fixture.director();
+        director.lastChecked.reset();
+        InstalledApp creator = fixture.creator();
+        creator.lastChecked.reset();
+        fixture.discovery->discover.answerWith({director, creator});
+        fixture.releaseChecker->latest.holdCalls();
+        ViewHarness harness(fixture);
+        QTRY_COMPARE(fixture.releaseChecker->latest.pendingCount(), 1);
+        QCOMPARE(textOf(harness.item(u"lastChecked"_s)), u"Last checked not yet"_s);
+
+        fixture.releaseChecker->latest.complete(std::nullopt);
+        QTRY_COMPARE(textOf(harness.item(u"lastChecked"_s)), u"Last checked now"_s);
+
+        harness.click(harness.item(u"checkForUpdatesButton"_s));
+        QTRY_COMPARE(fixture.discovery->discover.callCount(), 2);
     }
 
     void accountAreaShowsTheSignedOutInvitationOrTheSyncState() {
