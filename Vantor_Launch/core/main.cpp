@@ -1,4 +1,5 @@
 #include "LauncherApp.h"
+#include "PanelLocationChooser.h"
 #include "QmlEngineSetup.h"
 #include "core/BuildSettings.h"
 #include "core/LaunchError.h"
@@ -83,13 +84,18 @@ int main(int argc, char* argv[]) {
         }
     }
 
-    LaunchStore store(LaunchCollaborators::production(configuration));
+    // The store asks where an application is through the main window's folder panel.
+    const auto locationChooser = std::make_shared<PanelLocationChooser>();
+    LaunchCollaborators collaborators = LaunchCollaborators::production(configuration);
+    collaborators.locationChooser = locationChooser;
+    LaunchStore store(std::move(collaborators));
     store.setDemoEnabled(parser.isSet(demoOption));
     store.setDemoScenario(*scenario);
 
     LauncherApp launcher(&store, std::make_shared<QSettings>(),
                          makeSelfUpdater({appcastURL, QStringLiteral(LAUNCHER_VERSION),
-                                          QStringLiteral(LAUNCHER_BUILD), nullptr}));
+                                          QStringLiteral(LAUNCHER_BUILD), nullptr}),
+                         locationChooser);
     launcher.updater()->startAutomaticChecks(LauncherApp::updateCheckInterval);
 
     QQmlApplicationEngine engine;

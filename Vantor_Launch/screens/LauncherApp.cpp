@@ -10,11 +10,13 @@ const QString menuBarKey = u"showsMenuBarItem"_s;
 }
 
 LauncherApp::LauncherApp(LaunchStore* store, std::shared_ptr<QSettings> settings,
-                         std::unique_ptr<SelfUpdater> updater, QObject* parent)
+                         std::unique_ptr<SelfUpdater> updater,
+                         std::shared_ptr<PanelLocationChooser> locationChooser, QObject* parent)
     : QObject(parent)
     , m_store(store)
     , m_settings(std::move(settings))
-    , m_updater(std::move(updater)) {
+    , m_updater(std::move(updater))
+    , m_locationChooser(std::move(locationChooser)) {
     if (m_settings)
         m_showsMenuBarItem = m_settings->value(menuBarKey, true).toBool();
     // The launcher's own update outcomes reach the user through the same banner as every flow.

@@ -6,7 +6,7 @@ import QtQuick.Shapes
 import Vantor.Launch
 
 // The content of the main window: the sidebar beside the detail column, the banner above the
-// detail content, and the prompt of a running update.
+// detail content, the prompt of a running update and the panel that locates an application.
 SplitView {
     id: root
 
@@ -80,6 +80,10 @@ SplitView {
 
         RunningUpdateAlert {
             store: root.store
+        }
+
+        ApplicationLocationPanel {
+            chooser: root.launcher.locationChooser
         }
     }
 }

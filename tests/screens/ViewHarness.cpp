@@ -24,17 +24,27 @@ void collect(QObject* object, const QString& name, QList<QObject*>& found, QSet<
     }
 }
 
+// The fixture's services, with the windows' own location panel in place of the scripted chooser.
+LaunchCollaborators withPanelChooser(LaunchCollaborators collaborators,
+                                     std::shared_ptr<PanelLocationChooser> chooser) {
+    collaborators.locationChooser = std::move(chooser);
+    return collaborators;
+}
+
 } // namespace
 
 ViewHarness::ViewHarness(StoreFixture& fixture, bool demo)
-    : m_store(fixture.makeStore()) {
+    : m_locationChooser(std::make_shared<PanelLocationChooser>())
+    , m_store(std::make_unique<LaunchStore>(
+          withPanelChooser(fixture.collaborators(), m_locationChooser))) {
     m_store->setDemoEnabled(demo);
     auto settings = std::make_shared<QSettings>(fixture.folder.filePath(u"launcher.ini"_s),
                                                 QSettings::IniFormat);
     m_launcher = std::make_unique<LauncherApp>(
         m_store.get(), settings,
         makeSelfUpdater({std::nullopt, QStringLiteral(LAUNCHER_VERSION),
-                         QStringLiteral(LAUNCHER_BUILD), nullptr}));
+                         QStringLiteral(LAUNCHER_BUILD), nullptr}),
+        m_locationChooser);
     m_engine = std::make_unique<QQmlApplicationEngine>();
     prepareQmlEngine(*m_engine);
     m_engine->setInitialProperties({{u"store"_s, QVariant::fromValue(m_store.get())},

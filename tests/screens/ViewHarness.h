@@ -9,7 +9,8 @@
 #include <memory>
 
 // The real windows of the launcher, loaded offscreen from the module on a store of the test's
-// choosing, with the tray setting kept in the fixture's folder.
+// choosing, with the tray setting kept in the fixture's folder. The store asks the windows' own
+// location panel where an application is.
 class ViewHarness {
 public:
     explicit ViewHarness(StoreFixture& fixture, bool demo = false);
@@ -17,6 +18,7 @@ public:
 
     LaunchStore& store() { return *m_store; }
     LauncherApp& launcher() { return *m_launcher; }
+    PanelLocationChooser& locationChooser() { return *m_locationChooser; }
     QObject* root() const { return m_root; }
     QQuickWindow* mainWindow() const;
     QQuickWindow* settingsWindow() const;
@@ -33,6 +35,7 @@ public:
     static QList<QQuickItem*> allItems(QQuickItem* root);
 
 private:
+    std::shared_ptr<PanelLocationChooser> m_locationChooser;
     std::unique_ptr<LaunchStore> m_store;
     std::unique_ptr<LauncherApp> m_launcher;
     std::unique_ptr<QQmlApplicationEngine> m_engine;

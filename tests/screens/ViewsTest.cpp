@@ -1,7 +1,9 @@
+#include "BundleBuilder.h"
 #include "ViewHarness.h"
 #include "core/BuildSettings.h"
 
 #include <QApplication>
+#include <QFileDialog>
 #include <QQmlListReference>
 #include <QRegularExpression>
 #include <QSignalSpy>
@@ -83,6 +85,21 @@ QStringList rowButtons(const ViewHarness& harness, QQuickItem* row) {
 
 QQuickItem* rowButton(const ViewHarness& harness, QQuickItem* row, const QString& name) {
     return qobject_cast<QQuickItem*>(harness.find(row, name));
+}
+
+// The folder panel the main window shows (Qt draws its own where the desktop has none).
+QFileDialog* shownFolderPanel() {
+    for (QWidget* widget : QApplication::topLevelWidgets()) {
+        if (auto* panel = qobject_cast<QFileDialog*>(widget); panel && panel->isVisible())
+            return panel;
+    }
+    return nullptr;
+}
+
+// The user accepts the panel with nothing selected inside `folder`: the folder itself.
+void acceptFolder(QFileDialog* panel, const QString& folder) {
+    panel->setDirectory(folder);
+    static_cast<QDialog*>(panel)->accept();
 }
 
 LaunchAccountSnapshot savedSnapshot() {
@@ -307,6 +324,44 @@ private Q_SLOTS:
         director = applicationRow(harness, u"Vantor Director"_s);
         QCOMPARE(rowText(harness, director, u"stateBadge"_s), u"Checking"_s);
         QCOMPARE(rowButtons(harness, director), QStringList({u"Open"_s, u"Reveal in Finder"_s}));
+    }
+
+    void missingDirectorIsLocatedThroughTheFolderPanel() {
+        StoreFixture fixture;
+        answerEverything(fixture);
+        fixture.discovery->discover.answerWith({fixture.missingDirector(), fixture.creator()});
+        ViewHarness harness(fixture);
+        QTRY_COMPARE(harness.store().apps().size(), 2);
+
+        QQuickItem* director = applicationRow(harness, u"Vantor Director"_s);
+        QCOMPARE(rowText(harness, director, u"statusText"_s), u"Not installed"_s);
+        QCOMPARE(rowButtons(harness, director), QStringList{u"Locate app\u2026"_s});
+        QCOMPARE(rowButtons(harness, applicationRow(harness, u"Vantor Creator"_s)), QStringList());
+
+        // Cancelled: nothing changes and nothing is said.
+        harness.click(rowButton(harness, director, u"locateButton"_s));
+        QTRY_VERIFY(shownFolderPanel());
+        QCOMPARE(harness.locationChooser().title(), u"Locate Vantor Director"_s);
+        shownFolderPanel()->reject();
+        QTRY_VERIFY(!harness.locationChooser().choosing());
+        QCOMPARE(harness.store().message(), std::nullopt);
+
+        // A folder that is not an application keeps the panel open inside it.
+        const QUrl bundle =
+            writeBundle(fixture.folder.path(), u"Vantor Director.app"_s,
+                        {fixture.director().bundleIdentifier, u"2.5.0"_s, u"2500"_s});
+        harness.click(rowButton(harness, director, u"locateButton"_s));
+        QTRY_VERIFY(shownFolderPanel());
+        acceptFolder(shownFolderPanel(), fixture.folder.path());
+        QTRY_VERIFY(shownFolderPanel());
+        QCOMPARE(shownFolderPanel()->directory().absolutePath(), fixture.folder.path());
+        QVERIFY(harness.locationChooser().choosing());
+
+        acceptFolder(shownFolderPanel(), bundle.toLocalFile());
+        QTRY_COMPARE(
+            rowText(harness, applicationRow(harness, u"Vantor Director"_s), u"statusText"_s),
+            u"Installed 2.5.0 (2500)"_s);
+        QCOMPARE(harness.store().apps().constFirst().path, std::optional(bundle));
     }
 
     void lastCheckedSaysNotYetUntilTheFirstCheck() {

@@ -132,6 +132,7 @@ std::unique_ptr<LaunchStore> ScreenshotServices::makeStore() {
     services.now = [] { return QDateTime::currentDateTimeUtc(); };
     services.workspace = m_workspace;
     services.settings = std::make_shared<QSettings>(settingsPath(), QSettings::IniFormat);
+    services.locationChooser = m_locationChooser;
     services.makeDemoAccountProvider = [](Launch::DemoScenario) {
         return std::make_shared<ChosenAccount>(Refresh::succeeds);
     };

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "PanelLocationChooser.h"
 #include "core/LaunchCollaborators.h"
 #include "core/LaunchStore.h"
 
@@ -23,9 +24,13 @@ public:
 
     std::unique_ptr<LaunchStore> makeStore();
     QString settingsPath() const { return m_folder.filePath(QStringLiteral("settings.ini")); }
+    // The chooser the store asks, for the windows to show.
+    std::shared_ptr<PanelLocationChooser> locationChooser() const { return m_locationChooser; }
 
 private:
     ScreenshotScene m_scene;
     QTemporaryDir m_folder;
     std::shared_ptr<Workspace> m_workspace;
+    std::shared_ptr<PanelLocationChooser> m_locationChooser =
+        std::make_shared<PanelLocationChooser>();
 };

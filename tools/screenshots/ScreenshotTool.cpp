@@ -45,7 +45,8 @@ bool capture(const Shot& shot, const QDir& folder) {
     auto settings = std::make_shared<QSettings>(services.settingsPath(), QSettings::IniFormat);
     LauncherApp launcher(store.get(), settings,
                          makeSelfUpdater({std::nullopt, QStringLiteral(LAUNCHER_VERSION),
-                                          QStringLiteral(LAUNCHER_BUILD), nullptr}));
+                                          QStringLiteral(LAUNCHER_BUILD), nullptr}),
+                         services.locationChooser());
 
     QQmlApplicationEngine engine;
     prepareQmlEngine(engine);
