@@ -23,9 +23,14 @@ private:
 
 class FixedRelease : public ReleaseChecking {
 public:
+    explicit FixedRelease(AvailableApplicationRelease release)
+        : m_release(std::move(release)) {}
     QCoro::Task<std::optional<AvailableApplicationRelease>> latestRelease() override {
-        co_return AvailableApplicationRelease{u"2.5.0"_s, u"2500"_s, std::nullopt};
+        co_return m_release;
     }
+
+private:
+    AvailableApplicationRelease m_release;
 };
 
 class FixedCatalogue : public CatalogueProviding {
@@ -114,8 +119,16 @@ ScreenshotServices::ScreenshotServices(const ScreenshotScene& scene)
 std::unique_ptr<LaunchStore> ScreenshotServices::makeStore() {
     QList<InstalledApp> apps = DemoData::applications(Launch::DemoScenario::combined);
     for (InstalledApp& app : apps) {
+        const bool isDirector = app.name == u"Vantor Director"_s;
         app.state = Launch::InstallationState::checking;
-        app.isRunning = m_scene.directorRunning && app.name == u"Vantor Director"_s;
+        app.isRunning = m_scene.directorRunning && isDirector;
+        // Creator is never found by itself: its row mirrors the Director's.
+        if (!isDirector || !m_scene.directorInstalled) {
+            app.path.reset();
+            app.installedVersion.reset();
+            app.build.reset();
+            app.state = Launch::InstallationState::notInstalled;
+        }
     }
 
     LaunchCollaborators services;
@@ -123,7 +136,9 @@ std::unique_ptr<LaunchStore> ScreenshotServices::makeStore() {
     if (!m_scene.catalogueConfigured)
         services.configuration.catalogueURL.reset();
     services.discovery = std::make_shared<FixedDiscovery>(apps);
-    services.releaseChecker = std::make_shared<FixedRelease>();
+    services.releaseChecker = std::make_shared<FixedRelease>(
+        m_scene.updatePublished ? AvailableApplicationRelease{u"2.5.0"_s, u"2500"_s, std::nullopt}
+                                : AvailableApplicationRelease{u"2.4.1"_s, u"2410"_s, std::nullopt});
     if (m_scene.catalogueConfigured)
         services.catalogueProvider = std::make_shared<FixedCatalogue>();
     services.snapshotCache = std::make_shared<FixedSnapshot>(m_scene.snapshotSaved);

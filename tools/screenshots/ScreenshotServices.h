@@ -6,8 +6,8 @@
 
 #include <QTemporaryDir>
 
-// Services for pictures of the real views: fixed applications, an account snapshot, and an
-// account provider whose refresh succeeds, fails in a chosen way or never ends. Nothing here
+// Services for pictures of the real views: fixed applications and release, an account snapshot, and
+// an account provider whose refresh succeeds, fails in a chosen way or never ends. Nothing here
 // touches the network, the desktop or the user's files.
 struct ScreenshotScene {
     enum class Refresh { succeeds, offline, sessionOver, otherAccount, neverEnds };
@@ -16,6 +16,8 @@ struct ScreenshotScene {
     std::optional<Refresh> refresh; // none: no account provider, the snapshot stays cached
     bool directorRunning = false;
     bool catalogueConfigured = true;
+    bool directorInstalled = true;
+    bool updatePublished = true; // otherwise the published release is the installed one
 };
 
 class ScreenshotServices {

@@ -16,6 +16,7 @@
 #include <QQmlApplicationEngine>
 #include <QQuickWindow>
 #include <QTest>
+#include <QWidget>
 #include <QtQml/qqmlextensionplugin.h>
 #include <cstdio>
 #include <functional>
@@ -75,6 +76,15 @@ bool capture(const Shot& shot, const QDir& folder) {
         return false;
     }
     std::printf("%s\n", qPrintable(path));
+    // Panels the desktop draws as windows of their own (the folder panel).
+    for (QWidget* widget : QApplication::topLevelWidgets()) {
+        if (!widget->isVisible())
+            continue;
+        const QString panelPath = folder.filePath(shot.name + u"-window.png"_s);
+        widget->grab().save(panelPath);
+        std::printf("%s\n", qPrintable(panelPath));
+        widget->close();
+    }
     // The account area at the foot of the sidebar, at full scale, for the sync states.
     if (shot.name.startsWith(u"sync-"_s)) {
         const QRect area(0, image.height() - 220, 330, 220);
@@ -92,6 +102,29 @@ QList<Shot> shots() {
     };
     QList<Shot> list;
     list.append({u"main-overview"_s, {}, DemoScenario::combined, select(LaunchSection::overview)});
+    list.append({u"overview-running"_s,
+                 {.refresh = Refresh::succeeds, .directorRunning = true, .updatePublished = false},
+                 std::nullopt,
+                 {}});
+    list.append({u"overview-running-update"_s,
+                 {.refresh = Refresh::succeeds, .directorRunning = true},
+                 std::nullopt,
+                 {}});
+    list.append({u"overview-not-installed"_s,
+                 {.refresh = Refresh::succeeds, .directorInstalled = false},
+                 std::nullopt,
+                 {}});
+    list.append({u"overview-minimum-size"_s,
+                 {},
+                 DemoScenario::combined,
+                 select(LaunchSection::overview),
+                 QSize(1000, 720)});
+    list.append({u"locate-panel"_s,
+                 {.refresh = Refresh::succeeds, .directorInstalled = false},
+                 std::nullopt,
+                 [](LaunchStore& store) {
+                     store.requestChooseApplicationLocation(store.apps().constFirst().id);
+                 }});
     list.append(
         {u"main-content-packs"_s, {}, DemoScenario::combined, select(LaunchSection::packs)});
     list.append({u"main-help"_s, {}, DemoScenario::combined, select(LaunchSection::help)});
