@@ -27,10 +27,7 @@ class AccountFlowsTest : public QObject {
         if (signedIn)
             m_fixture->snapshotCache->stored =
                 LaunchAccountSnapshot{1, customer, m_fixture->clock.addDays(-1)};
-        m_fixture->discovery->discover.answerWith(QList<InstalledApp>{});
-        m_fixture->catalogue->load.answerWith({makePack(u"p1"_s, u"First"_s)});
-        m_fixture->installer->versions.answerWith(QHash<QString, QString>{});
-        m_fixture->accountProvider->refreshCalls.answerWith(customer);
+        m_fixture->answerStartUp({}, {makePack(u"p1"_s, u"First"_s)}, customer);
         m_store = m_fixture->makeStore();
         auto task = m_store->start();
         QVERIFY(finishes(task));
@@ -179,8 +176,7 @@ private Q_SLOTS:
                  u"Account refreshed, but its offline copy could not be saved."_s);
     }
 
-    void signInWithoutAProviderSaysSo()
-    {
+    void signInWithoutAProviderSaysSo() {
         StoreFixture fixture;
         auto collaborators = fixture.collaborators();
         collaborators.productionAccountProvider = nullptr;

@@ -22,13 +22,10 @@ class PackFlowsTest : public QObject {
         m_fixture = std::make_unique<StoreFixture>();
         if (signedIn)
             m_fixture->snapshotCache->stored = LaunchAccountSnapshot{1, customer, m_fixture->clock};
-        m_fixture->discovery->discover.answerWith({director, m_fixture->creator()});
-        m_fixture->releaseChecker->latest.answerWith(std::nullopt);
-        m_fixture->catalogue->load.answerWith(
-            {makePack(u"coast"_s, u"Coastal Memories"_s, {}, u"1.2"_s),
-             makePack(u"nature"_s, u"Nature"_s)});
-        m_fixture->installer->versions.answerWith(QHash<QString, QString>{});
-        m_fixture->accountProvider->refreshCalls.answerWith(customer);
+        m_fixture->answerStartUp({director, m_fixture->creator()},
+                                 {makePack(u"coast"_s, u"Coastal Memories"_s, {}, u"1.2"_s),
+                                  makePack(u"nature"_s, u"Nature"_s)},
+                                 customer);
         m_store = m_fixture->makeStore();
         auto task = m_store->start();
         QVERIFY(finishes(task));

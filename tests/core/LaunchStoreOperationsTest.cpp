@@ -237,19 +237,6 @@ private Q_SLOTS:
         QTRY_COMPARE(store->apps()[1].state, InstallationState::current);
         QCOMPARE(store->apps()[1].installedVersion, u"1.8.0"_s);
     }
-
-    void messagesReplaceEachOther() {
-        StoreFixture fixture;
-        auto store = fixture.makeStore();
-        QSignalSpy changes(store.get(), &LaunchStore::messageChanged);
-        store->setMessage(u"first"_s);
-        store->setMessage(u"second"_s);
-        store->setMessage(u"second"_s);
-        QCOMPARE(store->message(), u"second"_s);
-        store->dismissMessage();
-        QVERIFY(!store->message());
-        QCOMPARE(changes.count(), 3);
-    }
 };
 
 QTEST_GUILESS_MAIN(LaunchStoreOperationsTest)

@@ -187,10 +187,6 @@ private Q_SLOTS:
         QCOMPARE(creator.path, store->apps()[0].path);
         QCOMPARE(store->updateCount(), 1);
     }
-
-    void demoReferenceDateIsFixed() {
-        QCOMPARE(DemoData::referenceDate(), QDateTime(QDate(2026, 10, 26), QTime(10, 0), Qt::UTC));
-    }
 };
 
 // The automatic account sync and its 60-second window.
@@ -204,10 +200,7 @@ class AutomaticSyncTest : public QObject {
         m_fixture = std::make_unique<StoreFixture>();
         m_fixture->snapshotCache->stored =
             LaunchAccountSnapshot{1, customer, m_fixture->clock.addDays(-1)};
-        m_fixture->discovery->discover.answerWith(QList<InstalledApp>{});
-        m_fixture->catalogue->load.answerWith(QList<ContentPack>{});
-        m_fixture->installer->versions.answerWith(QHash<QString, QString>{});
-        m_fixture->accountProvider->refreshCalls.answerWith(customer);
+        m_fixture->answerStartUp({}, {}, customer);
         m_store = m_fixture->makeStore();
         auto task = m_store->start();
         QVERIFY(finishes(task));

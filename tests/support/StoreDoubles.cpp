@@ -93,6 +93,16 @@ LaunchCollaborators StoreFixture::collaborators() {
     return collaborators;
 }
 
+void StoreFixture::answerStartUp(QList<InstalledApp> apps, QList<ContentPack> packs,
+                                 std::optional<WebsiteAccount> account) {
+    discovery->discover.answerWith(apps);
+    releaseChecker->latest.answerWith(std::nullopt);
+    catalogue->load.answerWith(packs);
+    installer->versions.answerWith(QHash<QString, QString>{});
+    if (account)
+        accountProvider->refreshCalls.answerWith(*account);
+}
+
 InstalledApp StoreFixture::director(const QString& version, const QString& build) const {
     InstalledApp app = missingDirector();
     app.path = QUrl::fromLocalFile(u"/Applications/Vantor Director.app"_s);

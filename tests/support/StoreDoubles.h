@@ -142,6 +142,11 @@ public:
         return std::make_unique<LaunchStore>(collaborators());
     }
 
+    // Answers every call of an uneventful start-up at once: these applications, no release, this
+    // catalogue, nothing installed, and the account (if any) refreshed unchanged.
+    void answerStartUp(QList<InstalledApp> apps = {}, QList<ContentPack> catalogue = {},
+                       std::optional<WebsiteAccount> account = std::nullopt);
+
     // Production-shaped records: the Director found at a path, the Creator never found.
     InstalledApp director(const QString& version = QStringLiteral("2.4.1"),
                           const QString& build = QStringLiteral("2410")) const;
