@@ -21,17 +21,13 @@ QByteArray json(const char* text) {
     return QByteArray(text).replace('\'', '"');
 }
 
-HttpsTestServer::Response answer(int status, const QByteArray& body, int delay = 0) {
-    HttpsTestServer::Response response;
-    response.status = status;
-    response.body = body;
-    response.delayMilliseconds = delay;
-    return response;
+HttpsTestServer::Response answer(const QByteArray& body, int status = 200, int delay = 0) {
+    return {status, body, "application/json", {}, delay};
 }
 
-AvailableApplicationRelease release(const QString& version, std::optional<QString> build,
-                                    std::optional<QUrl> downloadURL) {
-    return {version, std::move(build), std::move(downloadURL)};
+Release release(const QString& version, std::optional<QString> build = std::nullopt,
+                std::optional<QUrl> downloadURL = std::nullopt) {
+    return AvailableApplicationRelease{version, std::move(build), std::move(downloadURL)};
 }
 
 } // namespace
@@ -65,27 +61,27 @@ private Q_SLOTS:
         QTest::newRow("only latest")
             << json("{'latest': {'version': '2.5.0', 'build': 2500, 'downloadURL': "
                     "'https://downloads.example.com/director-2.5.0.zip'}}")
-            << Release(release(u"2.5.0"_s, u"2500"_s, zip));
+            << release(u"2.5.0"_s, u"2500"_s, zip);
         QTest::newRow("direct before latest")
             << json("{'latest': {'version': '2.4.0'}, 'direct': {'version': '2.5.0'}}")
-            << Release(release(u"2.5.0"_s, std::nullopt, std::nullopt));
+            << release(u"2.5.0"_s);
         QTest::newRow("null direct is absent")
             << json("{'direct': null, 'latest': {'version': '2.4.0', 'build': null}}")
-            << Release(release(u"2.4.0"_s, std::nullopt, std::nullopt));
+            << release(u"2.4.0"_s);
         QTest::newRow("no entry") << QByteArray("{}") << Release();
         QTest::newRow("unknown keys")
             << json("{'beta': {'version': 3}, 'direct': {'version': '2.5.0', 'x': 1}}")
-            << Release(release(u"2.5.0"_s, std::nullopt, std::nullopt));
-        QTest::newRow("build zero") << json("{'direct': {'version': '2.5.0', 'build': 0}}")
-                                    << Release(release(u"2.5.0"_s, u"0"_s, std::nullopt));
+            << release(u"2.5.0"_s);
+        QTest::newRow("build zero")
+            << json("{'direct': {'version': '2.5.0', 'build': 0}}") << release(u"2.5.0"_s, u"0"_s);
         QTest::newRow("negative build") << json("{'direct': {'version': '2.5.0', 'build': -12}}")
-                                        << Release(release(u"2.5.0"_s, u"-12"_s, std::nullopt));
+                                        << release(u"2.5.0"_s, u"-12"_s);
     }
 
     void takesDirectElseLatest() {
         QFETCH(QByteArray, manifest);
         QFETCH(Release, expected);
-        const auto outcome = check(answer(200, manifest));
+        const auto outcome = check(answer(manifest));
         QVERIFY(!outcome.error);
         QCOMPARE(*outcome.value, expected);
     }
@@ -108,7 +104,7 @@ private Q_SLOTS:
 
     void malformedManifestsFailWhole() {
         QFETCH(QByteArray, manifest);
-        const auto outcome = check(answer(200, manifest));
+        const auto outcome = check(answer(manifest));
         QVERIFY(outcome.error);
         QCOMPARE(outcome.error->domain(), LaunchError::Domain::decoding);
     }
@@ -117,25 +113,22 @@ private Q_SLOTS:
         QTest::addColumn<int>("status");
         QTest::newRow("304") << 304;
         QTest::newRow("404") << 404;
-        QTest::newRow("500") << 500;
     }
 
     void acceptsOnlySuccessStatuses() {
         QFETCH(int, status);
         // A body that would decode fine does not rescue the answer.
-        const auto outcome = check(answer(status, json("{'direct': {'version': '2.5.0'}}")));
+        const auto outcome = check(answer(json("{'direct': {'version': '2.5.0'}}"), status));
         QVERIFY(outcome.error);
         QVERIFY(outcome.error->isUrlError(LaunchError::badServerResponse));
     }
 
     void asksTheServerEveryTime() {
-        m_server.reply(u"GET"_s, manifestPath,
-                       answer(200, json("{'direct': {'version': '2.5.0'}}")));
+        m_server.reply(u"GET"_s, manifestPath, answer(json("{'direct': {'version': '2.5.0'}}")));
         DirectorReleaseChecker checker(m_server.url(manifestPath), m_server.makeNetworkAccess());
         QCOMPARE(check(checker).value->value().version, u"2.5.0"_s);
 
-        m_server.reply(u"GET"_s, manifestPath,
-                       answer(200, json("{'direct': {'version': '2.6.0'}}")));
+        m_server.reply(u"GET"_s, manifestPath, answer(json("{'direct': {'version': '2.6.0'}}")));
         QCOMPARE(check(checker).value->value().version, u"2.6.0"_s);
         const auto requests = m_server.requests();
         QCOMPARE(requests.last().method, u"GET"_s);
@@ -157,8 +150,7 @@ private Q_SLOTS:
         QVERIFY(outcome.error->isOffline());
 
         // The server's certificate authority is not trusted by a plain manager.
-        m_server.reply(u"GET"_s, manifestPath,
-                       answer(200, json("{'direct': {'version': '2.5.0'}}")));
+        m_server.reply(u"GET"_s, manifestPath, answer(json("{'direct': {'version': '2.5.0'}}")));
         DirectorReleaseChecker untrusted(m_server.url(manifestPath),
                                          std::make_shared<QNetworkAccessManager>());
         outcome = check(untrusted);
@@ -166,7 +158,7 @@ private Q_SLOTS:
         QVERIFY(outcome.error->isUrlError(LaunchError::secureConnectionFailed));
 
         // A server that does not answer in time.
-        m_server.reply(u"GET"_s, u"/slow.json"_s, answer(200, "{}", 1000));
+        m_server.reply(u"GET"_s, u"/slow.json"_s, answer("{}", 200, 1000));
         DirectorReleaseChecker slow(m_server.url(u"/slow.json"_s), m_server.makeNetworkAccess(),
                                     std::chrono::milliseconds(200));
         outcome = check(slow);

@@ -42,10 +42,10 @@ const QByteArray releases =
 class SelfUpdaterTest : public QObject {
     Q_OBJECT
 
-    std::unique_ptr<SelfUpdater> makeUpdater(const HttpsTestServer& server, const QString& build,
+    std::unique_ptr<SelfUpdater> makeUpdater(const QString& build,
                                              const QString& path = u"/appcast.xml"_s) {
-        m_network = server.makeNetworkAccess();
-        return makeSelfUpdater({server.url(path), u"1.1.0"_s, build, m_network});
+        m_network = m_server->makeNetworkAccess();
+        return makeSelfUpdater({m_server->url(path), u"1.1.0"_s, build, m_network});
     }
 
     std::unique_ptr<HttpsTestServer> m_server;
@@ -53,7 +53,11 @@ class SelfUpdaterTest : public QObject {
     std::shared_ptr<QNetworkAccessManager> m_network;
 
 private Q_SLOTS:
-    void init() { m_server = std::make_unique<HttpsTestServer>(); }
+    void init() {
+        m_server = std::make_unique<HttpsTestServer>();
+        m_server->reply(u"GET"_s, u"/appcast.xml"_s,
+                        {200, appcast(releases), "application/rss+xml", {}, 0});
+    }
 
     void cleanup() {
         if (m_network)
@@ -63,10 +67,7 @@ private Q_SLOTS:
     }
 
     void announcesTheNewestReleaseOfTheDefaultChannel() {
-        HttpsTestServer& server = *m_server;
-        server.reply(u"GET"_s, u"/appcast.xml"_s,
-                     {200, appcast(releases), "application/rss+xml", {}, 0});
-        auto updater = makeUpdater(server, u"11"_s);
+        auto updater = makeUpdater(u"11"_s);
         QSignalSpy announcements(updater.get(), &SelfUpdater::announced);
 
         updater->checkForUpdatesInBackground();
@@ -78,14 +79,11 @@ private Q_SLOTS:
         QCOMPARE(announcements.count(), 1);
         QCOMPARE(announcements[0][0].toString(),
                  u"Vantor Launcher 1.3.0 is available. Download it from Help."_s);
-        QCOMPARE(server.requestCount(u"/appcast.xml"_s), 1);
+        QCOMPARE(m_server->requestCount(u"/appcast.xml"_s), 1);
     }
 
     void saysUpToDateOnlyWhenAsked() {
-        HttpsTestServer& server = *m_server;
-        server.reply(u"GET"_s, u"/appcast.xml"_s,
-                     {200, appcast(releases), "application/rss+xml", {}, 0});
-        auto updater = makeUpdater(server, u"13"_s);
+        auto updater = makeUpdater(u"13"_s);
         QSignalSpy announcements(updater.get(), &SelfUpdater::announced);
 
         updater->checkForUpdatesInBackground();
@@ -95,22 +93,22 @@ private Q_SLOTS:
         updater->checkForUpdates();
         QTRY_COMPARE(announcements.count(), 1);
         QCOMPARE(announcements[0][0].toString(), u"Vantor Launcher 1.1.0 is up to date."_s);
-        QCOMPARE(server.requestCount(u"/appcast.xml"_s), 2);
+        QCOMPARE(m_server->requestCount(u"/appcast.xml"_s), 2);
     }
 
     void reportsAnUnreadableOrUnreachableFeedToTheUserOnly() {
-        HttpsTestServer& server = *m_server;
-        server.reply(u"GET"_s, u"/appcast.xml"_s, {200, "<rss><channel><item>", "text/xml", {}, 0});
-        server.reply(u"GET"_s, u"/missing.xml"_s, {500, "", "text/plain", {}, 0});
+        m_server->reply(u"GET"_s, u"/broken.xml"_s,
+                        {200, "<rss><channel><item>", "text/xml", {}, 0});
+        m_server->reply(u"GET"_s, u"/missing.xml"_s, {500, "", "text/plain", {}, 0});
 
-        auto broken = makeUpdater(server, u"1"_s);
+        auto broken = makeUpdater(u"1"_s, u"/broken.xml"_s);
         QSignalSpy brokenAnnouncements(broken.get(), &SelfUpdater::announced);
         broken->checkForUpdatesInBackground();
         QTRY_COMPARE(broken->status(), Status::failed);
         QCOMPARE(broken->statusText(), u"The launcher's update feed could not be read."_s);
         QCOMPARE(brokenAnnouncements.count(), 0);
 
-        auto unreachable = makeUpdater(server, u"1"_s, u"/missing.xml"_s);
+        auto unreachable = makeUpdater(u"1"_s, u"/missing.xml"_s);
         QSignalSpy announcements(unreachable.get(), &SelfUpdater::announced);
         unreachable->checkForUpdates();
         QTRY_COMPARE(announcements.count(), 1);
@@ -140,13 +138,10 @@ private Q_SLOTS:
     }
 
     void checksAtStartAndThenOnItsSchedule() {
-        HttpsTestServer& server = *m_server;
-        server.reply(u"GET"_s, u"/appcast.xml"_s,
-                     {200, appcast(releases), "application/rss+xml", {}, 0});
-        auto updater = makeUpdater(server, u"13"_s);
+        auto updater = makeUpdater(u"13"_s);
         updater->startAutomaticChecks(std::chrono::seconds(1));
-        QTRY_COMPARE(server.requestCount(u"/appcast.xml"_s), 1);
-        QTRY_COMPARE_WITH_TIMEOUT(server.requestCount(u"/appcast.xml"_s), 2, 3000);
+        QTRY_COMPARE(m_server->requestCount(u"/appcast.xml"_s), 1);
+        QTRY_COMPARE_WITH_TIMEOUT(m_server->requestCount(u"/appcast.xml"_s), 2, 3000);
     }
 
     void ordersVersionsAsSparkleDoes() {

@@ -8,35 +8,12 @@
 
 using namespace Qt::StringLiterals;
 
-namespace {
-
-void collect(QObject* object, const QString& name, QList<QObject*>& found, QSet<QObject*>& seen) {
-    if (!object || seen.contains(object))
-        return;
-    seen.insert(object);
-    if (object->objectName() == name)
-        found.append(object);
-    for (QObject* child : object->children())
-        collect(child, name, found, seen);
-    if (auto* item = qobject_cast<QQuickItem*>(object)) {
-        for (QQuickItem* child : item->childItems())
-            collect(child, name, found, seen);
-    }
-}
-
-// The fixture's services, with the windows' own location panel in place of the scripted chooser.
-LaunchCollaborators withPanelChooser(LaunchCollaborators collaborators,
-                                     std::shared_ptr<PanelLocationChooser> chooser) {
-    collaborators.locationChooser = std::move(chooser);
-    return collaborators;
-}
-
-} // namespace
-
 ViewHarness::ViewHarness(StoreFixture& fixture, bool demo)
-    : m_locationChooser(std::make_shared<PanelLocationChooser>())
-    , m_store(std::make_unique<LaunchStore>(
-          withPanelChooser(fixture.collaborators(), m_locationChooser))) {
+    : m_locationChooser(std::make_shared<PanelLocationChooser>()) {
+    // The fixture's services, with the windows' own location panel in place of the scripted one.
+    LaunchCollaborators collaborators = fixture.collaborators();
+    collaborators.locationChooser = m_locationChooser;
+    m_store = std::make_unique<LaunchStore>(collaborators);
     m_store->setDemoEnabled(demo);
     auto settings = std::make_shared<QSettings>(fixture.folder.filePath(u"launcher.ini"_s),
                                                 QSettings::IniFormat);
@@ -74,10 +51,24 @@ QObject* ViewHarness::tray() const {
     return m_root->property("menuBarExtra").value<QObject*>();
 }
 
+QList<QObject*> ViewHarness::descendants(QObject* from) {
+    QList<QObject*> found{from};
+    QSet<QObject*> seen{from};
+    for (qsizetype i = 0; i < found.size(); ++i) {
+        QObjectList children = found[i]->children();
+        if (auto* item = qobject_cast<QQuickItem*>(found[i]))
+            children.append(QObjectList(item->childItems().cbegin(), item->childItems().cend()));
+        for (QObject* child : children) {
+            if (!seen.contains(child))
+                found.append(*seen.insert(child));
+        }
+    }
+    return found;
+}
+
 QList<QObject*> ViewHarness::findAll(QObject* from, const QString& objectName) const {
-    QList<QObject*> found;
-    QSet<QObject*> seen;
-    collect(from, objectName, found, seen);
+    QList<QObject*> found = descendants(from);
+    found.removeIf([&](QObject* object) { return object->objectName() != objectName; });
     return found;
 }
 
@@ -92,18 +83,4 @@ void ViewHarness::click(QQuickItem* item) const {
         QTest::qFail("the window's layout did not settle", __FILE__, __LINE__);
     const QPointF centre = item->mapToScene(QPointF(item->width() / 2, item->height() / 2));
     QTest::mouseClick(item->window(), Qt::LeftButton, {}, centre.toPoint());
-}
-
-QList<QQuickItem*> ViewHarness::allItems(QQuickItem* root) {
-    QList<QQuickItem*> items{root};
-    for (qsizetype i = 0; i < items.size(); ++i)
-        items.append(items[i]->childItems());
-    return items;
-}
-
-void answerEverything(StoreFixture& fixture) {
-    fixture.discovery->discover.answerWith({fixture.director(), fixture.creator()});
-    fixture.releaseChecker->latest.answerWith(std::optional<AvailableApplicationRelease>());
-    fixture.catalogue->load.answerWith(QList<ContentPack>());
-    fixture.installer->versions.answerWith(QHash<QString, QString>());
 }

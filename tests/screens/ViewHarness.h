@@ -19,20 +19,22 @@ public:
     LaunchStore& store() { return *m_store; }
     LauncherApp& launcher() { return *m_launcher; }
     PanelLocationChooser& locationChooser() { return *m_locationChooser; }
-    QObject* root() const { return m_root; }
     QQuickWindow* mainWindow() const;
     QQuickWindow* settingsWindow() const;
     QObject* tray() const;
 
-    // The first object of the window with that objectName, visual children included.
+    // Every object under `from`, visual children included, nearest first.
+    static QList<QObject*> descendants(QObject* from);
+    // The first of them with that objectName.
     QObject* find(QObject* from, const QString& objectName) const;
     QList<QObject*> findAll(QObject* from, const QString& objectName) const;
     QQuickItem* item(const QString& objectName) const {
-        return qobject_cast<QQuickItem*>(find(mainWindow()->contentItem(), objectName));
+        return item(mainWindow()->contentItem(), objectName);
+    }
+    QQuickItem* item(QObject* from, const QString& objectName) const {
+        return qobject_cast<QQuickItem*>(find(from, objectName));
     }
     void click(QQuickItem* item) const;
-    // The item and everything drawn inside it.
-    static QList<QQuickItem*> allItems(QQuickItem* root);
 
 private:
     std::shared_ptr<PanelLocationChooser> m_locationChooser;
@@ -41,6 +43,3 @@ private:
     std::unique_ptr<QQmlApplicationEngine> m_engine;
     QObject* m_root = nullptr;
 };
-
-// Every service answers at once: no account, two applications, an empty catalogue.
-void answerEverything(StoreFixture& fixture);

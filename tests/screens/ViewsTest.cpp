@@ -9,6 +9,7 @@
 #include <QSignalSpy>
 #include <QTest>
 #include <QtQml/qqmlextensionplugin.h>
+#include <QtQuickTest/quicktest.h>
 
 Q_IMPORT_QML_PLUGIN(Vantor_LaunchPlugin)
 
@@ -68,10 +69,6 @@ QQuickItem* applicationRow(const ViewHarness& harness, const QString& name) {
     return found ? row : nullptr;
 }
 
-QString rowText(const ViewHarness& harness, QQuickItem* row, const QString& part) {
-    return textOf(harness.find(row, part));
-}
-
 // The titles of the buttons a row shows.
 QStringList rowButtons(const ViewHarness& harness, QQuickItem* row) {
     QStringList titles;
@@ -81,10 +78,6 @@ QStringList rowButtons(const ViewHarness& harness, QQuickItem* row) {
             titles.append(textOf(harness.find(row, name)));
     }
     return titles;
-}
-
-QQuickItem* rowButton(const ViewHarness& harness, QQuickItem* row, const QString& name) {
-    return qobject_cast<QQuickItem*>(harness.find(row, name));
 }
 
 // The folder panel the main window shows (Qt draws its own where the desktop has none).
@@ -100,12 +93,6 @@ QFileDialog* shownFolderPanel() {
 void acceptFolder(QFileDialog* panel, const QString& folder) {
     panel->setDirectory(folder);
     static_cast<QDialog*>(panel)->accept();
-}
-
-LaunchAccountSnapshot savedSnapshot() {
-    return LaunchAccountSnapshot{
-        1, WebsiteAccount{u"customer-1"_s, u"Ana Example"_s, u"ana@example.com"_s},
-        QDateTime::fromString(u"2026-10-26T10:00:00Z"_s, Qt::ISODate)};
 }
 
 } // namespace
@@ -131,7 +118,7 @@ private Q_SLOTS:
 
         int symbols = 0;
         for (QQuickWindow* window : {harness.mainWindow(), harness.settingsWindow()}) {
-            for (QQuickItem* item : harness.allItems(window->contentItem())) {
+            for (QObject* item : harness.descendants(window->contentItem())) {
                 if (qstrcmp(item->metaObject()->className(), "SymbolIcon") != 0 ||
                     item->property("name").toString().isEmpty())
                     continue;
@@ -142,14 +129,11 @@ private Q_SLOTS:
         }
         QVERIFY(symbols > 10);
         QCOMPARE(harness.mainWindow()->title(), u"Vantor Launcher"_s);
-        QCOMPARE(harness.mainWindow()->size(), QSize(1440, 960));
-        QCOMPARE(harness.mainWindow()->minimumSize(), QSize(1000, 720));
-        QCOMPARE(harness.settingsWindow()->width(), 560);
     }
 
     void startsOnEveryAppearanceAndFollowsTheWorkspaceOnlyWhileShown() {
         StoreFixture fixture;
-        answerEverything(fixture);
+        fixture.answerStartUp({fixture.director(), fixture.creator()});
         ViewHarness harness(fixture);
         QTRY_COMPARE(fixture.discovery->discover.callCount(), 1);
 
@@ -173,22 +157,25 @@ private Q_SLOTS:
         QTRY_COMPARE(fixture.discovery->discover.callCount(), 4);
     }
 
-    void bannerShowsTheLatestMessageUntilDismissed() {
+    void bannerShowsTheLatestMessageUntilDismissedAndWrapsLongOnes() {
         StoreFixture fixture;
         ViewHarness harness(fixture, true);
+        // The narrowest the window can be, where a long message has to wrap.
+        QCOMPARE(harness.mainWindow()->minimumSize(), QSize(1000, 720));
+        harness.mainWindow()->resize(1000, 720);
         QQuickItem* banner = harness.item(u"messageBanner"_s);
-        QVERIFY(banner);
+        auto* text = harness.item(banner, u"messageText"_s);
         QTRY_VERIFY(!banner->isVisible()); // start() clears any message
 
         harness.store().setMessage(u"First outcome."_s);
         QVERIFY(banner->isVisible());
-        QCOMPARE(textOf(harness.find(banner, u"messageText"_s)), u"First outcome."_s);
+        QCOMPARE(textOf(text), u"First outcome."_s);
         // Above the detail content, beside the sidebar.
         QVERIFY(banner->mapToScene(QPointF(0, 0)).x() >= 230);
 
         QSignalSpy visibility(banner, &QQuickItem::visibleChanged);
         harness.store().setMessage(u"Second outcome."_s);
-        QCOMPARE(textOf(harness.find(banner, u"messageText"_s)), u"Second outcome."_s);
+        QCOMPARE(textOf(text), u"Second outcome."_s);
         QCOMPARE(visibility.count(), 0);
 
         harness.click(harness.item(u"dismissButton"_s));
@@ -198,21 +185,14 @@ private Q_SLOTS:
         harness.store().setSelection(LaunchSection::help);
         harness.store().setMessage(u"Second outcome."_s);
         QVERIFY(banner->isVisible());
-        QCOMPARE(textOf(harness.find(banner, u"messageText"_s)), u"Second outcome."_s);
-    }
+        QCOMPARE(textOf(text), u"Second outcome."_s);
 
-    void longMessagesWrapWithTheDismissButtonAtTheEnd() {
-        StoreFixture fixture;
-        ViewHarness harness(fixture, true);
-        QTRY_VERIFY(!harness.store().message());
-        harness.mainWindow()->resize(1000, 720);
+        // A long message wraps inside the banner, the dismiss button after it at the banner's end.
         harness.store().setMessage(
             u"Vantor Director could not be closed automatically. Quit it normally, then try the update again. Website account refresh was unavailable. Your installed applications were not changed."_s);
-        QQuickItem* banner = harness.item(u"messageBanner"_s);
-        auto* text = qobject_cast<QQuickItem*>(harness.find(banner, u"messageText"_s));
         QQuickItem* dismiss = harness.item(u"dismissButton"_s);
         QTRY_VERIFY(text->property("lineCount").toInt() > 1);
-
+        QVERIFY(QQuickTest::qWaitForPolish(harness.mainWindow()));
         const QRectF bannerBox = banner->mapRectToScene(banner->boundingRect());
         const QRectF textBox = text->mapRectToScene(text->boundingRect());
         const QRectF dismissBox = dismiss->mapRectToScene(dismiss->boundingRect());
@@ -256,90 +236,84 @@ private Q_SLOTS:
         QCOMPARE(highlighted(), QStringList{u"sidebar-Overview"_s});
         QVERIFY(isShown(harness.item(u"overviewView"_s)));
         QVERIFY(!isShown(harness.item(u"helpView"_s)));
+
+        // The "Check for Updates" command runs the launcher's own check.
+        QTest::keyClick(harness.mainWindow(), Qt::Key_R, Qt::ControlModifier);
+        QCOMPARE(harness.store().message(),
+                 std::optional<QString>(u"Launcher updates are not configured in this build."_s));
     }
 
-    void sidebarRowsAnnounceWhetherAnApplicationIsInstalled() {
+    void overviewAndTrayShowTheDirectorTheCreatorBuiltIntoItAndTheirUpdates() {
         StoreFixture fixture;
-        answerEverything(fixture);
-        fixture.discovery->discover.answerWith({fixture.missingDirector(), fixture.creator()});
+        fixture.answerStartUp({fixture.director(), fixture.creator()},
+                              {makePack(u"a"_s, u"A"_s, {}, u"1.10"_s)});
+        fixture.releaseChecker->latest.answerWith(
+            AvailableApplicationRelease{u"2.5.0"_s, u"2500"_s, std::nullopt});
+        fixture.installer->versions.answerWith(QHash<QString, QString>{{u"a"_s, u"1.9"_s}});
+        fixture.updater->install.holdCalls();
         ViewHarness harness(fixture);
-        QTRY_COMPARE(harness.store().apps().size(), 2);
-        QQuickItem* row = harness.item(u"sidebarApp-Vantor Director"_s);
-        QTRY_VERIFY(row);
-        QCOMPARE(row->property("accessibleName").toString(), u"Vantor Director, not installed"_s);
-        QCOMPARE(harness.find(row, u"installedIcon"_s)->property("name").toString(),
-                 u"minus.circle"_s);
-        QQuickItem* creator = harness.item(u"sidebarApp-Vantor Creator"_s);
-        QCOMPARE(creator->property("accessibleName").toString(),
-                 u"Vantor Creator, not installed"_s);
-    }
-
-    void overviewRowsShowTheDirectorAndTheCreatorBuiltIntoIt() {
-        StoreFixture fixture;
-        answerEverything(fixture);
-        ViewHarness harness(fixture);
-        QTRY_COMPARE(harness.store().apps().value(1).state, Launch::InstallationState::included);
+        QTRY_COMPARE(textOf(harness.item(u"lastChecked"_s)), u"Last checked now"_s);
+        harness.click(harness.item(u"checkForUpdatesButton"_s));
+        QTRY_COMPARE(fixture.discovery->discover.callCount(), 2);
+        QTRY_COMPARE(harness.store().updateCount(), 2);
 
         QQuickItem* director = applicationRow(harness, u"Vantor Director"_s);
-        QVERIFY(director);
-        QCOMPARE(rowText(harness, director, u"statusText"_s), u"Installed 2.4.1 (2410)"_s);
-        QCOMPARE(rowButtons(harness, director), QStringList({u"Open"_s, u"Reveal in Finder"_s}));
         QQuickItem* creator = applicationRow(harness, u"Vantor Creator"_s);
-        QCOMPARE(rowText(harness, creator, u"statusText"_s), u"Built into Vantor Director 2.4.1"_s);
-        QCOMPARE(textOf(harness.find(creator, u"stateBadge"_s)),
-                 u"Included with Vantor Director"_s);
+        QCOMPARE(textOf(harness.find(director, u"statusText"_s)), u"Installed 2.4.1 (2410)"_s);
+        QCOMPARE(rowButtons(harness, director),
+                 QStringList({u"Open"_s, u"Update to 2.5.0 build 2500"_s, u"Reveal in Finder"_s}));
+        QCOMPARE(textOf(harness.find(creator, u"statusText"_s)),
+                 u"Built into Vantor Director 2.4.1"_s);
         QCOMPARE(rowButtons(harness, creator),
                  QStringList({u"Open in VD"_s, u"Reveal in Finder"_s}));
         // The rows follow the store's order.
         QVERIFY(creator->mapToScene({0, 0}).y() > director->mapToScene({0, 0}).y());
 
+        QCOMPARE(trayLines(harness),
+                 QStringList({u"Open Vantor Launcher"_s, u"—"_s, u"Updates Available: 2"_s, u"—"_s,
+                              u"Open Vantor Director"_s, u"Open Vantor Creator"_s,
+                              u"Browse Content Packs"_s, u"—"_s, u"Check for Updates"_s, u"—"_s,
+                              u"Quit Vantor Launcher"_s}));
+        QCOMPARE(harness.tray()->property("panel").value<QObject*>()->property("iconSource"),
+                 QVariant(QUrl(u"image://symbol/arrow.down.circle.fill"_s)));
+
+        // Creator opens its host, from its row and from the tray.
         const QUrl bundle = *fixture.director().path;
-        harness.click(rowButton(harness, director, u"openButton"_s));
-        QCOMPARE(fixture.workspace->opened, QList<QUrl>{bundle});
-        // Creator opens its host.
-        harness.click(rowButton(harness, creator, u"openButton"_s));
-        QCOMPARE(fixture.workspace->opened, QList<QUrl>({bundle, bundle}));
-        harness.click(rowButton(harness, director, u"revealButton"_s));
+        harness.click(harness.item(director, u"openButton"_s));
+        harness.click(harness.item(creator, u"openButton"_s));
+        triggerTrayItem(harness, u"Open Vantor Creator"_s);
+        QCOMPARE(fixture.workspace->opened, QList<QUrl>({bundle, bundle, bundle}));
+        harness.click(harness.item(director, u"revealButton"_s));
         QCOMPARE(fixture.workspace->revealed, QList<QUrl>{bundle});
-    }
 
-    void updateButtonShowsOnlyWhileAnUpdateIsAvailable() {
-        StoreFixture fixture;
-        answerEverything(fixture);
-        fixture.releaseChecker->latest.answerWith(
-            AvailableApplicationRelease{u"2.5.0"_s, u"2500"_s, std::nullopt});
-        fixture.updater->install.holdCalls();
-        ViewHarness harness(fixture);
-        QTRY_COMPARE(harness.store().updateCount(), 1);
-
-        QQuickItem* director = applicationRow(harness, u"Vantor Director"_s);
-        QCOMPARE(rowButtons(harness, director),
-                 QStringList({u"Open"_s, u"Update to 2.5.0 build 2500"_s, u"Reveal in Finder"_s}));
-        QVERIFY(!rowButtons(harness, applicationRow(harness, u"Vantor Creator"_s))
-                     .contains(u"Update to 2.5.0 build 2500"_s));
-
-        harness.click(rowButton(harness, director, u"updateButton"_s));
-        QTRY_COMPARE(fixture.updater->install.pendingCount(), 1);
         // During the update the state is checking, and the button is gone.
+        harness.click(harness.item(director, u"updateButton"_s));
+        QTRY_COMPARE(fixture.updater->install.pendingCount(), 1);
         director = applicationRow(harness, u"Vantor Director"_s);
-        QCOMPARE(rowText(harness, director, u"stateBadge"_s), u"Checking"_s);
+        QCOMPARE(textOf(harness.find(director, u"stateBadge"_s)), u"Checking"_s);
         QCOMPARE(rowButtons(harness, director), QStringList({u"Open"_s, u"Reveal in Finder"_s}));
     }
 
-    void missingDirectorIsLocatedThroughTheFolderPanel() {
+    void missingDirectorShowsAsSuchAndIsLocatedThroughTheFolderPanel() {
         StoreFixture fixture;
-        answerEverything(fixture);
-        fixture.discovery->discover.answerWith({fixture.missingDirector(), fixture.creator()});
+        fixture.answerStartUp({fixture.missingDirector(), fixture.creator()});
         ViewHarness harness(fixture);
-        QTRY_COMPARE(harness.store().apps().size(), 2);
-
         QQuickItem* director = applicationRow(harness, u"Vantor Director"_s);
-        QCOMPARE(rowText(harness, director, u"statusText"_s), u"Not installed"_s);
+        QCOMPARE(
+            harness.item(u"sidebarApp-Vantor Director"_s)->property("accessibleName").toString(),
+            u"Vantor Director, not installed"_s);
+        QCOMPARE(textOf(harness.find(director, u"statusText"_s)), u"Not installed"_s);
         QCOMPARE(rowButtons(harness, director), QStringList{u"Locate app\u2026"_s});
         QCOMPARE(rowButtons(harness, applicationRow(harness, u"Vantor Creator"_s)), QStringList());
+        const QStringList lines = trayLines(harness);
+        QVERIFY2(lines.contains(u"All apps are up to date (disabled)"_s),
+                 qPrintable(lines.join(u'|')));
+        QVERIFY(lines.contains(u"Open Vantor Director (disabled)"_s));
+        QCOMPARE(harness.tray()->property("panel").value<QObject*>()->property("iconSource"),
+                 QVariant(QUrl(u"image://symbol/play.square.stack"_s)));
 
         // Cancelled: nothing changes and nothing is said.
-        harness.click(rowButton(harness, director, u"locateButton"_s));
+        harness.click(harness.item(director, u"locateButton"_s));
         QTRY_VERIFY(shownFolderPanel());
         QCOMPARE(harness.locationChooser().title(), u"Locate Vantor Director"_s);
         shownFolderPanel()->reject();
@@ -350,7 +324,7 @@ private Q_SLOTS:
         const QUrl bundle =
             writeBundle(fixture.folder.path(), u"Vantor Director.app"_s,
                         {fixture.director().bundleIdentifier, u"2.5.0"_s, u"2500"_s});
-        harness.click(rowButton(harness, director, u"locateButton"_s));
+        harness.click(harness.item(director, u"locateButton"_s));
         QTRY_VERIFY(shownFolderPanel());
         acceptFolder(shownFolderPanel(), fixture.folder.path());
         QTRY_VERIFY(shownFolderPanel());
@@ -359,43 +333,32 @@ private Q_SLOTS:
 
         acceptFolder(shownFolderPanel(), bundle.toLocalFile());
         QTRY_COMPARE(
-            rowText(harness, applicationRow(harness, u"Vantor Director"_s), u"statusText"_s),
+            textOf(harness.find(applicationRow(harness, u"Vantor Director"_s), u"statusText"_s)),
             u"Installed 2.5.0 (2500)"_s);
         QCOMPARE(harness.store().apps().constFirst().path, std::optional(bundle));
     }
 
-    void lastCheckedSaysNotYetUntilTheFirstCheck() {
-        StoreFixture fixture;
-        answerEverything(fixture);
-        InstalledApp director = fixture.director();
-        director.lastChecked.reset();
-        InstalledApp creator = fixture.creator();
-        creator.lastChecked.reset();
-        fixture.discovery->discover.answerWith({director, creator});
-        fixture.releaseChecker->latest.holdCalls();
-        ViewHarness harness(fixture);
-        QTRY_COMPARE(fixture.releaseChecker->latest.pendingCount(), 1);
-        QCOMPARE(textOf(harness.item(u"lastChecked"_s)), u"Last checked not yet"_s);
-
-        fixture.releaseChecker->latest.complete(std::nullopt);
-        QTRY_COMPARE(textOf(harness.item(u"lastChecked"_s)), u"Last checked now"_s);
-
-        harness.click(harness.item(u"checkForUpdatesButton"_s));
-        QTRY_COMPARE(fixture.discovery->discover.callCount(), 2);
-    }
-
     void accountAreaShowsTheSignedOutInvitationOrTheSyncState() {
-        StoreFixture fixture;
-        answerEverything(fixture);
         {
-            ViewHarness harness(fixture);
-            QTRY_COMPARE(fixture.discovery->discover.callCount(), 1);
-            QVERIFY(isShown(harness.item(u"signedOutAccount"_s)));
-            QVERIFY(!isShown(harness.item(u"signedInAccount"_s)));
-            QVERIFY(harness.item(u"signInButton"_s)->isEnabled());
+            // Sign in needs all three endpoints.
+            LaunchConfiguration configuration = LaunchConfiguration::production();
+            configuration.authenticationStartURL.reset();
+            for (const bool complete : {true, false}) {
+                StoreFixture fixture(complete ? LaunchConfiguration::production() : configuration);
+                fixture.answerStartUp({fixture.director(), fixture.creator()});
+                ViewHarness harness(fixture);
+                QTRY_COMPARE(fixture.discovery->discover.callCount(), 1);
+                QVERIFY(isShown(harness.item(u"signedOutAccount"_s)));
+                QVERIFY(!isShown(harness.item(u"signedInAccount"_s)));
+                QCOMPARE(harness.item(u"signInButton"_s)->isEnabled(), complete);
+            }
         }
 
-        fixture.snapshotCache->stored = savedSnapshot();
+        StoreFixture fixture;
+        fixture.answerStartUp({fixture.director(), fixture.creator()});
+        fixture.snapshotCache->stored = LaunchAccountSnapshot{
+            1, WebsiteAccount{u"customer-1"_s, u"Ana Example"_s, u"ana@example.com"_s},
+            QDateTime::fromString(u"2026-10-26T10:00:00Z"_s, Qt::ISODate)};
         fixture.accountProvider->refreshCalls.holdCalls();
         ViewHarness harness(fixture);
         QTRY_COMPARE(fixture.accountProvider->refreshCalls.pendingCount(), 1);
@@ -414,20 +377,7 @@ private Q_SLOTS:
             textOf(status),
             u"Sync unavailable: The account changed. Sign out before signing in to another account."_s);
         QVERIFY(isShown(harness.item(u"cachedDataCaption"_s)));
-        QVERIFY(textOf(harness.item(u"cachedDataCaption"_s))
-                    .startsWith(u"Showing cached account data — last synced "_s));
         QVERIFY(harness.item(u"syncButton"_s)->isEnabled());
-    }
-
-    void signInNeedsAllThreeEndpoints() {
-        LaunchConfiguration configuration = LaunchConfiguration::production();
-        configuration.authenticationStartURL.reset();
-        StoreFixture fixture(configuration);
-        answerEverything(fixture);
-        ViewHarness harness(fixture);
-        QTRY_COMPARE(fixture.discovery->discover.callCount(), 1);
-        QVERIFY(isShown(harness.item(u"signInButton"_s)));
-        QVERIFY(!harness.item(u"signInButton"_s)->isEnabled());
     }
 
     void switchingTheTrayOffHidesItAndLastsAcrossRestarts() {
@@ -455,7 +405,7 @@ private Q_SLOTS:
         LaunchConfiguration configuration = LaunchConfiguration::production();
         configuration.catalogueURL.reset();
         StoreFixture fixture(configuration);
-        answerEverything(fixture);
+        fixture.answerStartUp({fixture.director(), fixture.creator()});
         ViewHarness harness(fixture);
         harness.store().setSelection(LaunchSection::help);
         QStringList rows;
@@ -467,63 +417,22 @@ private Q_SLOTS:
         QCOMPARE(rows, QStringList{u"Public Content Pack catalogue contract"_s});
         QVERIFY(isShown(harness.item(u"integrationsMissing"_s)));
         QVERIFY(!isShown(harness.item(u"integrationsConfigured"_s)));
-    }
 
-    void helpSaysWhenEveryContractIsConfigured() {
-        StoreFixture fixture;
-        ViewHarness harness(fixture, true);
-        harness.store().setSelection(LaunchSection::help);
-        QVERIFY(isShown(harness.item(u"integrationsConfigured"_s)));
-        QVERIFY(!isShown(harness.item(u"integrationsMissing"_s)));
-        QVERIFY(isShown(harness.item(u"supportLink"_s)));
-        QCOMPARE(harness.item(u"versionValue"_s)->property("value").toString(),
+        StoreFixture completeFixture;
+        ViewHarness complete(completeFixture, true);
+        complete.store().setSelection(LaunchSection::help);
+        QVERIFY(isShown(complete.item(u"integrationsConfigured"_s)));
+        QVERIFY(!isShown(complete.item(u"integrationsMissing"_s)));
+        QVERIFY(isShown(complete.item(u"supportLink"_s)));
+        QCOMPARE(complete.item(u"versionValue"_s)->property("value").toString(),
                  QStringLiteral(LAUNCHER_VERSION));
-    }
-
-    void trayMenuCountsApplicationAndPackUpdates() {
-        StoreFixture fixture;
-        answerEverything(fixture);
-        fixture.releaseChecker->latest.answerWith(
-            AvailableApplicationRelease{u"2.5.0"_s, std::nullopt, std::nullopt});
-        fixture.catalogue->load.answerWith({makePack(u"a"_s, u"A"_s, {}, u"1.10"_s)});
-        fixture.installer->versions.answerWith(QHash<QString, QString>{{u"a"_s, u"1.9"_s}});
-        ViewHarness harness(fixture);
-        QTRY_COMPARE(harness.store().updateCount(), 2);
-
-        QCOMPARE(trayLines(harness),
-                 QStringList({u"Open Vantor Launcher"_s, u"—"_s, u"Updates Available: 2"_s, u"—"_s,
-                              u"Open Vantor Director"_s, u"Open Vantor Creator"_s,
-                              u"Browse Content Packs"_s, u"—"_s, u"Check for Updates"_s, u"—"_s,
-                              u"Quit Vantor Launcher"_s}));
-        QCOMPARE(harness.tray()->property("panel").value<QObject*>()->property("iconSource"),
-                 QVariant(QUrl(u"image://symbol/arrow.down.circle.fill"_s)));
-
-        // Vantor Creator is built into the Director: opening it opens the Director's bundle.
-        triggerTrayItem(harness, u"Open Vantor Creator"_s);
-        QCOMPARE(fixture.workspace->opened, QList<QUrl>{*fixture.director().path});
-    }
-
-    void trayMenuSaysWhenNothingIsToUpdate() {
-        StoreFixture fixture;
-        answerEverything(fixture);
-        fixture.discovery->discover.answerWith({fixture.missingDirector(), fixture.creator()});
-        ViewHarness harness(fixture);
-        QTRY_COMPARE(fixture.discovery->discover.callCount(), 1);
-        QTRY_COMPARE(harness.store().apps().size(), 2);
-        const QStringList lines = trayLines(harness);
-        QVERIFY2(lines.contains(u"All apps are up to date (disabled)"_s),
-                 qPrintable(lines.join(u'|')));
-        QVERIFY(lines.contains(u"Open Vantor Director (disabled)"_s));
-        QCOMPARE(harness.tray()->property("panel").value<QObject*>()->property("iconSource"),
-                 QVariant(QUrl(u"image://symbol/play.square.stack"_s)));
     }
 
     void runningUpdatePromptIsAnsweredEitherWay() {
         StoreFixture fixture;
-        answerEverything(fixture);
         InstalledApp director = fixture.director();
         director.isRunning = true;
-        fixture.discovery->discover.answerWith({director, fixture.creator()});
+        fixture.answerStartUp({director, fixture.creator()});
         fixture.releaseChecker->latest.answerWith(
             AvailableApplicationRelease{u"2.5.0"_s, std::nullopt, std::nullopt});
         fixture.workspace->running.append({77, director.bundleIdentifier, *director.path});
@@ -547,17 +456,6 @@ private Q_SLOTS:
         QTRY_COMPARE(fixture.workspace->terminated.size(), 1);
         QTRY_VERIFY(!alert->property("visible").toBool());
         QCOMPARE(harness.store().runningUpdatePromptAppID(), std::nullopt);
-    }
-
-    void checkForUpdatesCommandReportsTheLaunchersOwnCheck() {
-        StoreFixture fixture;
-        ViewHarness harness(fixture, true);
-        QTRY_VERIFY(!harness.store().message());
-        harness.mainWindow()->requestActivate();
-        QVERIFY(QTest::qWaitForWindowActive(harness.mainWindow()));
-        QTest::keyClick(harness.mainWindow(), Qt::Key_R, Qt::ControlModifier);
-        QCOMPARE(harness.store().message(),
-                 std::optional<QString>(u"Launcher updates are not configured in this build."_s));
     }
 };
 
