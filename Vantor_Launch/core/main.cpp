@@ -88,11 +88,14 @@ int main(int argc, char* argv[]) {
     const auto locationChooser = std::make_shared<PanelLocationChooser>();
     LaunchCollaborators collaborators = LaunchCollaborators::production(configuration);
     collaborators.locationChooser = locationChooser;
+    // One user-defaults object for the process: the store's remembered locations and the tray
+    // setting live in the same file.
+    const std::shared_ptr<QSettings> settings = collaborators.settings;
     LaunchStore store(std::move(collaborators));
     store.setDemoEnabled(parser.isSet(demoOption));
     store.setDemoScenario(*scenario);
 
-    LauncherApp launcher(&store, std::make_shared<QSettings>(),
+    LauncherApp launcher(&store, settings,
                          makeSelfUpdater({appcastURL, QStringLiteral(LAUNCHER_VERSION),
                                           QStringLiteral(LAUNCHER_BUILD), nullptr}),
                          locationChooser);
