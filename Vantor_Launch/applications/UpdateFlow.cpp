@@ -38,7 +38,7 @@ QCoro::Task<> LaunchStore::checkDirectorRelease() {
     try {
         release = co_await m_services.releaseChecker->latestRelease();
     } catch (const std::exception&) {
-        if (!ticket.stillApplies() || m_demoEnabled)
+        if (!ticket.stillApplies())
             co_return;
         if (auto app = appWithID(appID); app && app->path) {
             app->state = InstallationState::stale;
@@ -48,8 +48,7 @@ QCoro::Task<> LaunchStore::checkDirectorRelease() {
         setMessage(u"The Vantor Director update check could not be completed."_s);
         co_return;
     }
-    // A check that began in demo mode has nothing to say about the real Director either.
-    if (!ticket.stillApplies() || m_demoEnabled)
+    if (!ticket.stillApplies())
         co_return;
 
     auto app = appWithID(appID);

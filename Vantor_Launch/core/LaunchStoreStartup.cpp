@@ -109,7 +109,7 @@ QCoro::Task<> LaunchStore::refreshApplications() {
 QCoro::Task<> LaunchStore::refreshReleaseAndCatalogue() {
     const auto ticket = GenerationTicket::forMode(*this);
     co_await checkDirectorRelease();
-    if (ticket.stillApplies() && !m_demoEnabled && m_services.catalogueProvider)
+    if (ticket.stillApplies() && m_services.catalogueProvider)
         co_await refreshCatalogue();
 }
 
