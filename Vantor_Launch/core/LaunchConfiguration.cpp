@@ -39,11 +39,15 @@ LaunchConfiguration LaunchConfiguration::production() {
     return configuration;
 }
 
-LaunchConfiguration LaunchConfiguration::fromFile(const QString& path) {
+JsonObject LaunchConfiguration::readFile(const QString& path) {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
         throw LaunchError::file(u"The configuration file %1 could not be read."_s.arg(path));
-    const JsonObject document = JsonObject::parse(file.readAll());
+    return JsonObject::parse(file.readAll());
+}
+
+LaunchConfiguration LaunchConfiguration::fromFile(const QString& path) {
+    const JsonObject document = readFile(path);
     LaunchConfiguration configuration = production();
 
     // A key that is present replaces the production value; an explicit null removes it.

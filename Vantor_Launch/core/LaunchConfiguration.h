@@ -1,5 +1,7 @@
 #pragma once
 
+#include "core/StrictJson.h"
+
 #include <QString>
 #include <QStringList>
 #include <QUrl>
@@ -39,6 +41,9 @@ struct LaunchConfiguration {
     // keys are the field names above; a missing key leaves the production value, null removes
     // it). Throws LaunchError when the file is unreadable or malformed.
     static LaunchConfiguration fromFile(const QString& path);
+    // The development configuration file as a JSON object, for the settings that live outside
+    // this record. Throws LaunchError like fromFile.
+    static JsonObject readFile(const QString& path);
 
     // The names of the production contracts that this configuration lacks, in display order.
     QStringList integrationStatus() const;

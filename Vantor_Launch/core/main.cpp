@@ -33,10 +33,7 @@ std::optional<Launch::DemoScenario> scenarioNamed(const QString& name) {
 // The launcher's own appcast, from the development configuration ("launcherAppcastURL"). None in
 // a build without one: the update check then says that nothing is configured.
 std::optional<QUrl> appcastURLFromFile(const QString& path) {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        throw LaunchError::file(u"The configuration file %1 could not be read."_s.arg(path));
-    const auto text = JsonObject::parse(file.readAll()).optionalString("launcherAppcastURL");
+    const auto text = LaunchConfiguration::readFile(path).optionalString("launcherAppcastURL");
     return text ? std::optional<QUrl>(QUrl(*text)) : std::nullopt;
 }
 
