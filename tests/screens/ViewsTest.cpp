@@ -299,6 +299,9 @@ private Q_SLOTS:
         director = applicationRow(harness, u"Vantor Director"_s);
         QCOMPARE(textOf(harness.find(director, u"stateBadge"_s)), u"Checking"_s);
         QCOMPARE(rowButtons(harness, director), QStringList({u"Open"_s, u"Reveal in Finder"_s}));
+        // The update ends, so that no flow is left waiting when the test does.
+        fixture.updater->install.complete({});
+        QTRY_VERIFY(!harness.store().updatingAppID());
     }
 
     void missingDirectorShowsAsSuchAndIsLocatedThroughTheFolderPanel() {
