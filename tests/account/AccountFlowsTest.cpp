@@ -30,8 +30,7 @@ class AccountFlowsTest : public QObject {
                 LaunchAccountSnapshot{1, customer, m_fixture->clock.addDays(-1)};
         m_fixture->answerStartUp({}, {makePack(u"p1"_s, u"First"_s)}, customer);
         m_store = m_fixture->makeStore();
-        auto task = m_store->start();
-        QVERIFY(finishes(task));
+        QVERIFY(finishes(m_store->start()));
         m_fixture->accountProvider->refreshCalls.holdCalls();
         m_fixture->accountProvider->signInCalls.holdCalls();
         m_fixture->accountProvider->signOutCalls.holdCalls();
@@ -139,8 +138,7 @@ private Q_SLOTS:
         QVERIFY(!m_fixture->snapshotCache->stored);
         QVERIFY(m_store->isSigningOut());
 
-        auto blocked = m_store->signIn();
-        QVERIFY(finishes(blocked));
+        QVERIFY(finishes(m_store->signIn()));
         QCOMPARE(m_store->message(),
                  u"Sign-out is still finishing. Please try signing in again shortly."_s);
 
@@ -174,8 +172,7 @@ private Q_SLOTS:
     void keepsTheAccountWhenTheSnapshotCannotBeRemoved() {
         startStore(true);
         m_fixture->snapshotCache->failsToClear = true;
-        auto task = m_store->signOut();
-        QVERIFY(finishes(task));
+        QVERIFY(finishes(m_store->signOut()));
         QCOMPARE(m_store->account(), customer);
         QCOMPARE(
             m_store->message(),
@@ -199,8 +196,7 @@ private Q_SLOTS:
         auto collaborators = fixture.collaborators();
         collaborators.productionAccountProvider = nullptr;
         LaunchStore store(collaborators);
-        auto task = store.signIn();
-        QVERIFY(finishes(task));
+        QVERIFY(finishes(store.signIn()));
         QCOMPARE(store.message(), u"Website account sign-in is not configured in this build."_s);
         QCOMPARE(store.syncState(), AccountSyncState::signedOut());
     }
@@ -210,14 +206,11 @@ private Q_SLOTS:
         auto store = fixture.makeStore();
         store->setDemoEnabled(true);
         store->setDemoScenario(Launch::DemoScenario::signedOut);
-        auto start = store->start();
-        QVERIFY(finishes(start));
+        QVERIFY(finishes(store->start()));
         fixture.demoAccountProvider->signInCalls.answerWith(customer);
         fixture.demoAccountProvider->signOutCalls.answerWith(Done{});
-        auto signIn = store->signIn();
-        QVERIFY(finishes(signIn));
-        auto signOut = store->signOut();
-        QVERIFY(finishes(signOut));
+        QVERIFY(finishes(store->signIn()));
+        QVERIFY(finishes(store->signOut()));
         QCOMPARE(fixture.snapshotCache->loads + fixture.snapshotCache->saves +
                      fixture.snapshotCache->clears,
                  0);

@@ -15,29 +15,7 @@ using namespace std::chrono_literals;
 namespace {
 
 const QDateTime newYear = QDateTime::fromString(u"2026-01-01T00:00:00Z"_s, Qt::ISODate);
-// JSON written with single quotes, which read better inside C++ strings.
-QByteArray json(const char* text) {
-    return QByteArray(text).replace('\'', '"');
-}
-
 const QString storageUnavailable = u"Secure session storage is not configured in this build."_s;
-
-template <typename T>
-TaskOutcome<T> outcomeOf(QCoro::Task<T> task) {
-    TaskOutcome<T> outcome;
-    auto recording = recordOutcome(std::move(task), outcome);
-    if (!finishes(recording))
-        qFatal("a storage call did not finish");
-    return outcome;
-}
-
-TaskOutcome<bool> outcomeOf(QCoro::Task<> task) {
-    TaskOutcome<bool> outcome;
-    auto recording = recordOutcome(std::move(task), outcome);
-    if (!finishes(recording))
-        qFatal("a storage call did not finish");
-    return outcome;
-}
 
 int permissionsOf(const QString& path) {
     struct stat attributes {};

@@ -1,115 +1,94 @@
 #include "account/ProductionWebsiteAccountProvider.h"
 
-#include "FakeWebsite.h"
 #include "MemorySecretStore.h"
+#include "PlayingBrowser.h"
 #include "StoreDoubles.h"
 #include "TaskOutcome.h"
+#include "ThrowawayHome.h"
+#include "WebsiteFixture.h"
 #include "platform/linux/LinuxBrowserSignIn.h"
 #include "platform/linux/SchemeHandlerRegistration.h"
 
-#include <QDir>
-#include <QNetworkReply>
-#include <QProcess>
+#include <QJsonDocument>
 #include <QRegularExpression>
 #include <QTest>
 #include <QUrlQuery>
-#include <mutex>
 
 using namespace Qt::StringLiterals;
 
-using namespace website;
-
 namespace {
 
+const QString tokenPath = u"/v1/launch/token"_s;
+const QString refreshPath = u"/v1/launch/token/refresh"_s;
+const QString accountPath = u"/v1/launch/account"_s;
+const QString signOutPath = u"/v1/launch/sign-out"_s;
+const QString manifestPath = u"/v1/launch/creator-backgrounds"_s;
 const QString contentPackText =
     u"Content Pack installation is not yet available on the live Vantor API."_s;
-
-template <typename T>
-TaskOutcome<T> outcomeOf(QCoro::Task<T> task, int milliseconds = 20000) {
-    TaskOutcome<T> outcome;
-    auto recording = recordOutcome(std::move(task), outcome);
-    if (!finishes(recording, milliseconds))
-        qFatal("a provider call did not finish");
-    return outcome;
-}
-
-TaskOutcome<bool> outcomeOf(QCoro::Task<> task) {
-    TaskOutcome<bool> outcome;
-    auto recording = recordOutcome(std::move(task), outcome);
-    if (!finishes(recording, 20000))
-        qFatal("a provider call did not finish");
-    return outcome;
-}
+const WebsiteAccount sampleAccount{u"cus_sample_0001"_s, u"Sample Presenter"_s,
+                                   u"presenter@vantor.example"_s};
 
 } // namespace
 
+// The provider against the sample website: sessions, refresh, sign-out and the browser sign-in.
 class ProductionWebsiteAccountProviderTest : public QObject {
     Q_OBJECT
 
-    QTemporaryDir m_home;
-    std::unique_ptr<HttpsTestServer> m_server;
-    std::unique_ptr<FakeWebsite> m_website;
+    // The second launcher process finds this one's socket in the same runtime folder.
+    ThrowawayHome m_home;
+    std::unique_ptr<WebsiteFixture> m_website;
     std::shared_ptr<MemorySecretStore> m_secrets;
     std::shared_ptr<LaunchTokenStore> m_tokens;
+    LaunchTokens m_held;
+    qsizetype m_requestsBefore = 0;
 
-    LaunchConfiguration configuration() const {
+    HttpsTestServer& server() { return m_website->server(); }
+
+    LaunchConfiguration configuration() {
         LaunchConfiguration configuration = LaunchConfiguration::production();
         // The path of the base is replaced by the endpoints' absolute paths.
-        configuration.accountAPIBaseURL = m_server->url(u"/api/"_s);
-        configuration.authenticationStartURL =
-            m_server->url(authorizePath + u"?option=com_vantordirector&task=launch.authorize"_s);
+        configuration.accountAPIBaseURL = m_website->url(u"/api/"_s);
+        configuration.authenticationStartURL = m_website->website().authorizationStartURL();
         return configuration;
     }
 
     std::unique_ptr<ProductionWebsiteAccountProvider>
-    makeProvider(const LaunchConfiguration& configuration,
-                 std::shared_ptr<BrowserSignIn> browser = nullptr) const {
+    makeProvider(std::optional<LaunchConfiguration> configuration = std::nullopt,
+                 std::shared_ptr<BrowserSignIn> browser = nullptr) {
         return std::make_unique<ProductionWebsiteAccountProvider>(
-            configuration, m_tokens, std::move(browser), m_server->makeNetworkAccess(),
-            [] { return QDateTime::currentDateTimeUtc(); });
-    }
-    std::unique_ptr<ProductionWebsiteAccountProvider> makeProvider() const {
-        return makeProvider(configuration());
+            configuration.value_or(this->configuration()), m_tokens, std::move(browser),
+            server().makeNetworkAccess(), [] { return QDateTime::currentDateTimeUtc(); });
     }
 
-    // The launcher holds "access-0", expiring this many seconds from now.
-    void holdSession(qint64 expiresIn) {
-        m_website->startSession();
-        const LaunchTokens tokens{u"access-0"_s, u"refresh-0"_s,
-                                  QDateTime::currentDateTimeUtc().addSecs(expiresIn)};
-        QVERIFY(outcomeOf(m_tokens->save(tokens)).value);
+    // The launcher holds a session of the website, expiring for it this many seconds from now.
+    void holdSession(qint64 expiresIn, const QString& accessToken = {}) {
+        m_held = m_website->signIn();
+        if (!accessToken.isEmpty())
+            m_held.accessToken = accessToken;
+        m_held.expiresAt = QDateTime::currentDateTimeUtc().addSecs(expiresIn);
+        QVERIFY(outcomeOf(m_tokens->save(m_held)).value);
+        m_requestsBefore = server().requests().size();
     }
 
     std::optional<LaunchTokens> storedTokens() { return *outcomeOf(m_tokens->load()).value; }
 
-    QStringList requestedPaths() const {
+    // The requests the provider sent, after those that set up the session.
+    QList<HttpsTestServer::Request> sent() { return server().requests().mid(m_requestsBefore); }
+    QStringList sentPaths() {
         QStringList paths;
-        for (const auto& request : m_server->requests())
+        for (const auto& request : sent())
             paths.append(request.method + u' ' + request.path);
         return paths;
     }
 
 private Q_SLOTS:
-    void initTestCase() {
-        // The second launcher process finds this one's socket in the same runtime folder; neither
-        // touches the real user's folders.
-        QVERIFY(m_home.isValid());
-        for (const auto& [variable, folder] : {std::pair{"HOME", u"home"_s},
-                                               {"XDG_RUNTIME_DIR", u"runtime"_s},
-                                               {"XDG_DATA_HOME", u"home/.local/share"_s},
-                                               {"XDG_CONFIG_HOME", u"home/.config"_s}}) {
-            QVERIFY(QDir().mkpath(m_home.filePath(folder)));
-            QFile::setPermissions(m_home.filePath(folder),
-                                  QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-            qputenv(variable, QFile::encodeName(m_home.filePath(folder)));
-        }
-    }
-
     void init() {
-        m_server = std::make_unique<HttpsTestServer>();
-        m_website = std::make_unique<FakeWebsite>(*m_server);
+        SampleWebsite::Options options;
+        options.approveAutomatically = true; // as for a user who approved the launcher before
+        m_website = std::make_unique<WebsiteFixture>(options);
         m_secrets = std::make_shared<MemorySecretStore>();
         m_tokens = std::make_shared<LaunchTokenStore>(m_secrets);
+        m_requestsBefore = 0;
     }
 
     void refreshesTokensCloseToExpiryFirst_data() {
@@ -125,54 +104,56 @@ private Q_SLOTS:
         QFETCH(QStringList, requests);
         holdSession(expiresIn);
         const auto outcome = outcomeOf(makeProvider()->refreshAccount());
-        QCOMPARE(outcome.value, std::optional(WebsiteAccount{u"cust-42"_s, u"Ana Example"_s,
-                                                             u"ana@example.com"_s}));
-        QCOMPARE(requestedPaths(), requests);
+        QCOMPARE(outcome.value, std::optional(sampleAccount));
+        QCOMPARE(sentPaths(), requests);
 
-        const auto account = m_server->requests().constLast();
-        QCOMPARE(account.headers.value(u"accept"_s), u"application/json"_s);
+        QCOMPARE(sent().constLast().headers.value(u"accept"_s), u"application/json"_s);
         if (requests.size() == 2) {
-            const auto refresh = m_server->requests().constFirst();
-            QCOMPARE(refresh.body, QByteArray("{\"refreshToken\":\"refresh-0\"}"));
+            const auto refresh = sent().constFirst();
+            QCOMPARE(refresh.body, "{\"refreshToken\":\"" + m_held.refreshToken.toUtf8() + "\"}");
             QCOMPARE(refresh.headers.value(u"content-type"_s), u"application/json"_s);
             QVERIFY(!refresh.headers.contains(u"authorization"_s));
-            QCOMPARE(storedTokens()->refreshToken, u"refresh-1"_s);
+            QVERIFY(storedTokens()->refreshToken != m_held.refreshToken);
             QVERIFY(storedTokens()->expiresAt > QDateTime::currentDateTimeUtc().addSecs(3590));
         }
     }
 
+    // A rejected token buys one refresh, never a second one.
     void manifestGetsOneRefreshAfterA401_data() {
-        QTest::addColumn<int>("rejections");
-        QTest::newRow("accepted after the refresh") << 1;
-        QTest::newRow("rejected again") << 2;
+        QTest::addColumn<bool>("rejectedAgain");
+        QTest::newRow("accepted after the refresh") << false;
+        QTest::newRow("rejected again") << true;
     }
 
     void manifestGetsOneRefreshAfterA401() {
-        QFETCH(int, rejections);
-        holdSession(3600);
-        m_website->rejectManifest(rejections);
-        const auto outcome = outcomeOf(makeProvider()->downloadContentPackManifest());
-        QCOMPARE(requestedPaths(), (QStringList{u"GET "_s + manifestPath, u"POST "_s + refreshPath,
-                                                u"GET "_s + manifestPath}));
-        QCOMPARE(storedTokens()->accessToken, u"access-1"_s);
-        if (rejections == 1) {
-            QVERIFY(outcome.value);
-            QCOMPARE(outcome.value->contentPacks.size(), 1u);
-            QCOMPARE(outcome.value->contentPacks[0].version, u"2"_s);
-            QCOMPARE(outcome.value->assets[0].remoteProtectedAssetURL,
-                     QUrl(u"https://cdn.example/a1.zip"_s));
-        } else {
-            QVERIFY(outcome.error->isUrlError(LaunchError::userAuthenticationRequired));
+        QFETCH(bool, rejectedAgain);
+        if (rejectedAgain) {
+            SampleWebsite::Options expiring; // every access token is out of date at once
+            expiring.accessTokenLifetimeSeconds = 0;
+            m_website = std::make_unique<WebsiteFixture>(expiring);
         }
+        holdSession(3600, rejectedAgain ? QString() : u"unknown-access-token"_s);
+        const auto outcome = outcomeOf(makeProvider()->downloadContentPackManifest());
+        QCOMPARE(sentPaths(), (QStringList{u"GET "_s + manifestPath, u"POST "_s + refreshPath,
+                                           u"GET "_s + manifestPath}));
+        QVERIFY(storedTokens()->accessToken != m_held.accessToken);
+        if (rejectedAgain) {
+            QVERIFY(outcome.error->isUrlError(LaunchError::userAuthenticationRequired));
+            return;
+        }
+        QCOMPARE(outcome.value->contentPacks.size(), 2u);
+        QCOMPARE(outcome.value->contentPacks[1].version, u"3"_s);
+        QCOMPARE(outcome.value->assets[0].remoteProtectedAssetURL,
+                 m_website->url(u"/files/aurora-stage/aurora-curtain.vdasset"_s));
     }
 
     void accountRejectionIsNotRetried() {
         holdSession(3600);
-        m_server->reply(u"GET"_s, accountPath, answer("{}", 401));
+        m_website->faults().failPath(accountPath, 401);
         const auto outcome = outcomeOf(makeProvider()->refreshAccount());
         QVERIFY(outcome.error->isUrlError(LaunchError::userAuthenticationRequired));
-        QCOMPARE(requestedPaths(), QStringList{u"GET "_s + accountPath});
-        QCOMPARE(storedTokens()->accessToken, u"access-0"_s);
+        QCOMPARE(sentPaths(), QStringList{u"GET "_s + accountPath});
+        QCOMPARE(storedTokens(), std::optional(m_held));
     }
 
     void statusesMapToErrors_data() {
@@ -193,7 +174,7 @@ private Q_SLOTS:
         QFETCH(int, status);
         QFETCH(QString, description);
         holdSession(3600);
-        m_server->reply(u"GET"_s, path, answer(json("{'customerID':'x'}"), status));
+        m_website->faults().failPath(path, status);
         const auto provider = makeProvider();
         const auto error = path == accountPath
                                ? outcomeOf(provider->refreshAccount()).error
@@ -202,21 +183,26 @@ private Q_SLOTS:
         QCOMPARE(error->description(), description);
     }
 
+    // Bytes the website never sends: a redirect of the account API to another host.
     void bearerTokenNeverFollowsARedirectElsewhere() {
         holdSession(3600);
-        Response elsewhere = answer({}, 302);
+        HttpsTestServer::Response elsewhere(302);
         elsewhere.headers.append(
-            {"Location", m_server->url(accountPath).toEncoded().replace("127.0.0.1", "localhost")});
-        m_server->reply(u"GET"_s, accountPath, elsewhere);
+            {"Location",
+             m_website->url(accountPath).toEncoded().replace("127.0.0.1", "localhost")});
+        server().reply(u"GET"_s, accountPath, elsewhere);
         const auto outcome = outcomeOf(makeProvider()->refreshAccount());
         QVERIFY(outcome.error->isUrlError(LaunchError::badServerResponse));
-        QCOMPARE(m_server->requests().size(), 1);
+        QCOMPARE(sent().size(), 1);
     }
 
     void accountWithoutEmailHasAnEmptyOne() {
+        m_website = std::make_unique<WebsiteFixture>(
+            SampleWebsite::Options{},
+            QHash<QString, QByteArray>{
+                {u"account.json"_s,
+                 "{\"customerID\": \"cust-42\", \"displayName\": \"Ana\", \"email\": null}"}});
         holdSession(3600);
-        m_server->reply(u"GET"_s, accountPath,
-                        answer(json("{'customerID':'cust-42','displayName':'Ana','email':null}")));
         QCOMPARE(outcomeOf(makeProvider()->refreshAccount()).value,
                  std::optional(WebsiteAccount{u"cust-42"_s, u"Ana"_s, QString()}));
     }
@@ -230,32 +216,31 @@ private Q_SLOTS:
         QVERIFY(outcomeOf(provider->downloadContentPackManifest())
                     .error->isUrlError(LaunchError::badURL));
         QVERIFY(outcomeOf(provider->signOut()).value);
-        QVERIFY(m_server->requests().isEmpty());
+        QVERIFY(sent().isEmpty());
         QCOMPARE(storedTokens(), std::nullopt);
     }
 
     void signOutAlwaysDeletesTheSession_data() {
         QTest::addColumn<bool>("session");
-        QTest::addColumn<int>("status");
-        QTest::addColumn<int>("requests");
-        QTest::newRow("no session: nothing sent") << false << 200 << 0;
-        QTest::newRow("website agrees") << true << 200 << 1;
-        QTest::newRow("website fails") << true << 500 << 1;
+        QTest::addColumn<int>("failure");
+        QTest::newRow("no session: nothing sent") << false << 0;
+        QTest::newRow("website agrees") << true << 0;
+        QTest::newRow("website fails") << true << 500;
     }
 
     void signOutAlwaysDeletesTheSession() {
         QFETCH(bool, session);
-        QFETCH(int, status);
-        QFETCH(int, requests);
+        QFETCH(int, failure);
         if (session)
             holdSession(3600);
-        if (status != 200)
-            m_server->reply(u"POST"_s, signOutPath, answer("{}", status));
+        if (failure)
+            m_website->faults().failPath(signOutPath, failure);
         QVERIFY(outcomeOf(makeProvider()->signOut()).value);
-        QCOMPARE(m_server->requestCount(signOutPath), requests);
-        if (requests)
-            QCOMPARE(m_server->requests()[0].headers.value(u"authorization"_s),
-                     u"Bearer access-0"_s);
+        QCOMPARE(sentPaths(), session ? QStringList{u"POST "_s + signOutPath} : QStringList());
+        if (session)
+            QCOMPARE(sent()[0].headers.value(u"authorization"_s),
+                     u"Bearer "_s + m_held.accessToken);
+        QCOMPARE(m_website->website().sessionCount(), failure ? 1 : 0);
         QCOMPARE(m_secrets->removals, 1);
         QCOMPARE(storedTokens(), std::nullopt);
     }
@@ -273,7 +258,7 @@ private Q_SLOTS:
     void signInThroughTheBrowserAndASecondLauncher() {
         QFETCH(QString, change);
         QFETCH(int, code);
-        PlayingBrowser browser(*m_server);
+        PlayingBrowser browser(server());
         browser.alterCallback = [change](QUrl callback) {
             QUrlQuery query(callback);
             if (change == u"case"_s) {
@@ -309,17 +294,20 @@ private Q_SLOTS:
         if (code != 0) {
             QVERIFY(outcome.error);
             QCOMPARE(outcome.error->code(), code);
-            QCOMPARE(m_server->requestCount(tokenPath), 0);
+            QCOMPARE(server().requestCount(tokenPath), 0);
             QCOMPARE(storedTokens(), std::nullopt);
             return;
         }
-        QCOMPARE(outcome.value->id, u"cust-42"_s);
-        const auto exchange = m_server->requests()[1];
+        QCOMPARE(outcome.value, std::optional(sampleAccount));
+        const auto exchange = server().requests()[1];
         QCOMPARE(exchange.path, tokenPath);
-        QCOMPARE(exchange.body, json("{'authorizationCode':'code-1',"
-                                     "'redirectURI':'vantor-launch://auth'}"));
-        QCOMPARE(storedTokens()->accessToken, u"access-1"_s);
-        QCOMPARE(m_server->requestCount(accountPath), 1);
+        QCOMPARE(QJsonDocument::fromJson(exchange.body).object(),
+                 (QJsonObject{{u"authorizationCode"_s,
+                               QUrlQuery(browser.handedOver).queryItemValue(u"code"_s)},
+                              {u"redirectURI"_s, u"vantor-launch://auth"_s}}));
+        QCOMPARE(m_website->website().sessionCount(), 1);
+        QCOMPARE(server().requestCount(accountPath), 1);
+        QVERIFY(storedTokens());
 
         // The desktop now sends the scheme to this executable.
         QFile entry(qEnvironmentVariable("XDG_DATA_HOME") +
@@ -370,7 +358,7 @@ private Q_SLOTS:
         QVERIFY(!signIn->isWaiting());
         // Nobody listens any more: a late callback finds no sign-in.
         QVERIFY(!LinuxBrowserSignIn::handOver(QUrl(u"vantor-launch://auth?code=x"_s)));
-        QVERIFY(m_server->requests().isEmpty());
+        QVERIFY(server().requests().isEmpty());
     }
 
     void browserThatCannotOpenFailsTheSignIn() {

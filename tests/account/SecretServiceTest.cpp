@@ -1,5 +1,8 @@
-#include "FakeWebsite.h"
+#include "PlayingBrowser.h"
 #include "StoreDoubles.h"
+#include "TaskOutcome.h"
+#include "ThrowawayHome.h"
+#include "WebsiteFixture.h"
 #include "account/FileAccountSnapshotCache.h"
 #include "account/LaunchTokenStore.h"
 #include "account/ProductionWebsiteAccountProvider.h"
@@ -14,38 +17,23 @@
 #include <QTest>
 
 using namespace Qt::StringLiterals;
-using namespace website;
 
 // The session in the real Secret Service (GNOME Keyring) on a private session bus, with a
 // throwaway home: the user's own keyring is never touched.
 class SecretServiceTest : public QObject {
     Q_OBJECT
 
-    QTemporaryDir m_root;
+    ThrowawayHome m_root;
     QProcess m_bus;
     QProcess m_keyring;
 
     template <typename T>
     static T await(QCoro::Task<T> task) {
-        std::optional<T> value;
-        std::optional<LaunchError> error;
-        auto waiting = [](QCoro::Task<T> task, std::optional<T>& value,
-                          std::optional<LaunchError>& error) -> QCoro::Task<> {
-            try {
-                value = co_await std::move(task);
-            } catch (const LaunchError& failure) {
-                error = failure;
-            }
-        }(std::move(task), value, error);
-        if (!finishes(waiting, 20000))
-            qFatal("a secret store call did not finish");
-        if (error)
-            throw *error;
-        return *value;
-    }
-    static void await(QCoro::Task<> task) {
-        if (!finishes(task, 20000))
-            qFatal("a secret store call did not finish");
+        auto outcome = outcomeOf(std::move(task));
+        if (outcome.error)
+            throw *outcome.error;
+        if constexpr (!std::is_void_v<T>)
+            return *outcome.value;
     }
 
     // Items of the service as the desktop's own tool lists them.
@@ -68,17 +56,6 @@ private Q_SLOTS:
             QSKIP("dbus-daemon or gnome-keyring-daemon is not installed (tools/install-deps.sh)");
         QVERIFY(!QStandardPaths::findExecutable(u"secret-tool"_s).isEmpty());
 
-        QVERIFY(m_root.isValid());
-        for (const auto& [variable, folder] : {std::pair{"HOME", u"home"_s},
-                                               {"XDG_RUNTIME_DIR", u"runtime"_s},
-                                               {"XDG_DATA_HOME", u"home/.local/share"_s},
-                                               {"XDG_CONFIG_HOME", u"home/.config"_s},
-                                               {"XDG_CACHE_HOME", u"home/.cache"_s}}) {
-            QVERIFY(QDir().mkpath(m_root.filePath(folder)));
-            QFile::setPermissions(m_root.filePath(folder),
-                                  QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-            qputenv(variable, QFile::encodeName(m_root.filePath(folder)));
-        }
         // The keyring daemon decides which desktop it serves from these; none is ours.
         qunsetenv("GNOME_KEYRING_CONTROL");
         qunsetenv("XDG_CURRENT_DESKTOP");
@@ -136,16 +113,17 @@ private Q_SLOTS:
     // Sign-in through the browser and a second launcher, refresh and sign-out, as the launcher
     // runs them: afterwards no file under the home folder holds a token.
     void accountEndToEnd() {
-        HttpsTestServer server;
-        FakeWebsite website(server);
+        SampleWebsite::Options approved;
+        approved.approveAutomatically = true;
+        WebsiteFixture website(approved);
+        HttpsTestServer& server = website.server();
         PlayingBrowser browser(server);
         StoreFixture fixture;
         fixture.answerStartUp();
 
         LaunchConfiguration configuration = LaunchConfiguration::production();
         configuration.accountAPIBaseURL = server.url(u"/"_s);
-        configuration.authenticationStartURL =
-            server.url(authorizePath + u"?option=com_vantordirector&task=launch.authorize"_s);
+        configuration.authenticationStartURL = website.website().authorizationStartURL();
         LaunchCollaborators collaborators = fixture.collaborators();
         const auto signIn = std::make_shared<LinuxBrowserSignIn>(
             LinuxBrowserSignIn::defaultSocketPath(),
@@ -167,17 +145,18 @@ private Q_SLOTS:
         await(store.signIn());
         QCOMPARE(waiting.count(), 2); // the sheet showed and went
         QCOMPARE(store.syncState().kind, AccountSyncState::Kind::synced);
-        QCOMPARE(store.account()->id, u"cust-42"_s);
-        QCOMPARE(cache->load()->account.id, u"cust-42"_s);
+        QCOMPARE(store.account()->id, u"cus_sample_0001"_s);
+        QCOMPARE(cache->load()->account.id, u"cus_sample_0001"_s);
         QCOMPARE(itemsInKeyring(LaunchTokenStore::productionService), 1);
+        const LaunchTokens session = *await(tokens->load());
 
         await(store.refreshAccount());
         QCOMPARE(store.syncState().kind, AccountSyncState::Kind::synced);
-        QCOMPARE(server.requestCount(accountPath), 2);
+        QCOMPARE(server.requestCount(u"/v1/launch/account"_s), 2);
 
         await(store.signOut());
         QVERIFY(!store.account());
-        QCOMPARE(server.requestCount(signOutPath), 1);
+        QCOMPARE(website.website().sessionCount(), 0);
         QCOMPARE(itemsInKeyring(LaunchTokenStore::productionService), 0);
         QVERIFY(!QFile::exists(cache->filePath()));
 
@@ -190,7 +169,8 @@ private Q_SLOTS:
                 continue;
             ++read;
             const QByteArray content = file.readAll();
-            QVERIFY2(!content.contains("access-1") && !content.contains("refresh-1"),
+            QVERIFY2(!content.contains(session.accessToken.toUtf8()) &&
+                         !content.contains(session.refreshToken.toUtf8()),
                      qPrintable(file.fileName()));
         }
         QVERIFY(read > 0); // the keyring itself is among them

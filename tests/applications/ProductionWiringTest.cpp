@@ -1,9 +1,10 @@
 #include "BundleBuilder.h"
-#include "HttpsTestServer.h"
 #include "StoreDoubles.h"
 #include "TaskOutcome.h"
+#include "ThrowawayHome.h"
+#include "WebsiteFixture.h"
 
-#include <QTemporaryDir>
+#include <QJsonDocument>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
@@ -14,15 +15,9 @@ class ProductionWiringTest : public QObject {
     Q_OBJECT
 
 private:
-    QTemporaryDir m_home;
+    ThrowawayHome m_home;
 
 private Q_SLOTS:
-    void initTestCase() {
-        QVERIFY(m_home.isValid());
-        qputenv("HOME", QFile::encodeName(m_home.path()));
-        qputenv("XDG_CONFIG_HOME", QFile::encodeName(m_home.filePath(u".config"_s)));
-    }
-
     void releaseCheckerOnlyWithAManifestAddress() {
         LaunchConfiguration configuration = LaunchConfiguration::production();
         LaunchCollaborators collaborators = LaunchCollaborators::production(configuration);
@@ -35,33 +30,25 @@ private Q_SLOTS:
         QVERIFY(!collaborators.releaseChecker);
     }
 
-    // The website's own authority, named in the configuration file, is trusted for every request
-    // of the shared manager; without it the same server is refused.
+    // The website's own authority, named in the configuration file the sample website writes, is
+    // trusted for every request of the shared manager; without it the same server is refused.
     void trustsTheAuthoritiesTheConfigurationNames() {
-        HttpsTestServer server;
-        server.reply(u"GET"_s, u"/updates/macos.json"_s,
-                     {200, QByteArray("{\"direct\": {\"version\": \"2.5.0\"}}")});
-        QTemporaryDir folder;
-        QFile authority(folder.filePath(u"website.pem"_s));
+        WebsiteFixture website;
+        QFile authority(m_home.filePath(u"website.pem"_s));
         QVERIFY(authority.open(QIODevice::WriteOnly));
-        authority.write(server.authority().certificatePem());
+        authority.write(website.server().authority().certificatePem());
         authority.close();
-        QFile file(folder.filePath(u"endpoints.json"_s));
+        QFile file(m_home.filePath(u"endpoints.json"_s));
         QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write("{\"releaseMetadataURL\": \"" +
-                   server.url(u"/updates/macos.json"_s).toString().toUtf8() +
-                   "\", \"trustedCertificateAuthorities\": [\"website.pem\"]}");
+        file.write(
+            QJsonDocument(website.website().launcherConfiguration(authority.fileName())).toJson());
         file.close();
         LaunchConfiguration configuration = LaunchConfiguration::fromFile(file.fileName());
 
         const auto check = [](const LaunchConfiguration& configuration) {
-            TaskOutcome<std::optional<AvailableApplicationRelease>> outcome;
             const LaunchCollaborators collaborators =
                 LaunchCollaborators::production(configuration);
-            auto task = recordOutcome(collaborators.releaseChecker->latestRelease(), outcome);
-            if (!finishes(task, 30000))
-                qFatal("the release check did not finish");
-            return outcome;
+            return outcomeOf(collaborators.releaseChecker->latestRelease(), 30000);
         };
         auto trusted = check(configuration);
         QVERIFY2(!trusted.error, qPrintable(trusted.error ? trusted.error->description() : u""_s));
@@ -83,8 +70,7 @@ private Q_SLOTS:
         configuration.catalogueURL.reset();
         LaunchStore store(LaunchCollaborators::production(configuration));
 
-        auto start = store.start();
-        QVERIFY(finishes(start, 15000));
+        QVERIFY(finishes(store.start(), 15000));
         QCOMPARE(store.apps().size(), 2);
         QCOMPARE(store.apps()[0].path, bundle);
         QCOMPARE(store.apps()[0].installedVersion, u"2.4.1"_s);

@@ -1,5 +1,5 @@
-#include "HttpsTestServer.h"
 #include "StoreDoubles.h"
+#include "WebsiteFixture.h"
 #include "content_packs/ProductionCatalogueProvider.h"
 
 #include <QTest>
@@ -9,10 +9,6 @@ using namespace Qt::StringLiterals;
 namespace {
 
 const QString cataloguePath = u"/v1/catalogue"_s;
-
-QByteArray json(const char* text) {
-    return QByteArray(text).replace('\'', '"');
-}
 
 const char* product(const char* type, const char* ids, const char* description) {
     static std::string text;
@@ -24,17 +20,13 @@ const char* product(const char* type, const char* ids, const char* description) 
 
 } // namespace
 
-// The public catalogue from the HTTPS test server.
+// The public catalogue from the website, and answers the website would never give.
 class CatalogueProviderTest : public QObject {
     Q_OBJECT
 
-    HttpsTestServer m_server;
-
     // The packs, or the description of the error.
-    std::variant<QList<ContentPack>, QString> load(const HttpsTestServer::Response& response) {
-        m_server.reply(u"GET"_s, cataloguePath, response);
-        ProductionCatalogueProvider provider(m_server.url(cataloguePath),
-                                             m_server.makeNetworkAccess());
+    static std::variant<QList<ContentPack>, QString> load(HttpsTestServer& server) {
+        ProductionCatalogueProvider provider(server.url(cataloguePath), server.makeNetworkAccess());
         std::variant<QList<ContentPack>, QString> outcome = u"unfinished"_s;
         auto task = [](ProductionCatalogueProvider& provider,
                        std::variant<QList<ContentPack>, QString>& outcome) -> QCoro::Task<> {
@@ -51,10 +43,10 @@ class CatalogueProviderTest : public QObject {
 
 private Q_SLOTS:
     void listsActivePacksWithTheFirstMatchingSummary() {
-        const QByteArray body =
+        const QByteArray catalogue =
             json("{'contentPacks': ["
                  "{'id': 'coast', 'displayName': 'Coastal Memories', 'version': '1.2', "
-                 "'contentCount': 24, 'thumbnailURL': 'https://cdn.example.com/coast.jpg', "
+                 "'contentCount': 24, 'thumbnailURL': '/files/coast.jpg', "
                  "'active': true, 'extra': 1},"
                  "{'id': 'retired', 'displayName': 'Retired', 'active': false},"
                  "{'id': 'nature', 'displayName': 'Nature', 'version': null, 'active': true}],"
@@ -62,7 +54,8 @@ private Q_SLOTS:
             json(product("ContentPack", "['nature']", "Wrong case")) + ',' +
             json(product("contentPack", "['coast', 'nature']", "First")) + ',' +
             json(product("contentPack", "['coast']", "Second")) + "]}";
-        const auto outcome = load({200, body});
+        WebsiteFixture website({}, {{u"catalogue.json"_s, catalogue}});
+        const auto outcome = load(website.server());
         QVERIFY(std::holds_alternative<QList<ContentPack>>(outcome));
         const auto packs = std::get<QList<ContentPack>>(outcome);
         QCOMPARE(packs.size(), 2);
@@ -70,14 +63,14 @@ private Q_SLOTS:
         QCOMPARE(packs[0].summary, u"First"_s);
         QCOMPARE(packs[0].contentCount, 24);
         QCOMPARE(packs[0].version, u"1.2"_s);
-        QCOMPARE(packs[0].artworkURL, QUrl(u"https://cdn.example.com/coast.jpg"_s));
+        QCOMPARE(packs[0].artworkURL, website.url(u"/files/coast.jpg"_s));
         QCOMPARE(packs[0].installation, Launch::PackInstallation::unavailable);
         QVERIFY(packs[0].requiresCreator);
         QVERIFY(!packs[0].downloadSize);
         QCOMPARE(packs[1].summary, u"First"_s);
         QVERIFY(!packs[1].version);
 
-        const auto request = m_server.requests().last();
+        const auto request = website.server().requests().last();
         QCOMPARE(request.headers.value(u"accept"_s), u"application/json"_s);
         QVERIFY(!request.headers.contains(u"authorization"_s));
     }
@@ -104,7 +97,9 @@ private Q_SLOTS:
         QFETCH(int, status);
         QFETCH(QByteArray, body);
         QFETCH(QString, error);
-        const auto outcome = load({status, body});
+        HttpsTestServer server;
+        server.reply(u"GET"_s, cataloguePath, {status, body});
+        const auto outcome = load(server);
         QVERIFY(std::holds_alternative<QString>(outcome));
         QVERIFY2(std::get<QString>(outcome).contains(error),
                  qPrintable(std::get<QString>(outcome)));

@@ -3,6 +3,7 @@
 #include "PackFixture.h"
 
 #include <QTest>
+#include <QUrl>
 
 using namespace Qt::StringLiterals;
 
@@ -34,11 +35,10 @@ QByteArray entry(const QString& id, const QString& pack, const QByteArray& versi
 class ContentStoreTest : public QObject {
     Q_OBJECT
 
-    HttpsTestServer m_unused;
     std::unique_ptr<PackFixture> m_fixture;
 
 private Q_SLOTS:
-    void init() { m_fixture = std::make_unique<PackFixture>(m_unused); }
+    void init() { m_fixture = std::make_unique<PackFixture>(); }
 
     void fileNamesKeepLettersDigitsDotsAndDashes_data() {
         QTest::addColumn<QString>("text");
@@ -60,9 +60,9 @@ private Q_SLOTS:
     void containerComesFirst() {
         QCOMPARE(ContentStore::locate().folder, m_fixture->fallbackStore());
         QVERIFY(!ContentStore::locate().inContainer);
-        QDir().mkpath(m_fixture->home() + u"/Library/Containers/nz.co.halvex.Pellomar"_s);
+        QDir().mkpath(m_fixture->path() + u"/Library/Containers/nz.co.halvex.Pellomar"_s);
         QVERIFY(ContentStore::locate().folder.contains(u"nz.co.halvex.Pellomar/Data/Library"_s));
-        QDir().mkpath(m_fixture->home() + u"/Library/Containers/nz.co.halvex.VantorDirector"_s);
+        QDir().mkpath(m_fixture->path() + u"/Library/Containers/nz.co.halvex.VantorDirector"_s);
         QCOMPARE(ContentStore::locate().folder, m_fixture->containerStore());
         QVERIFY(!QFileInfo::exists(m_fixture->containerStore()));
     }
@@ -139,7 +139,7 @@ private Q_SLOTS:
     void legacyContentMergesIntoTheContainerEachTime() {
         const QString legacy = m_fixture->fallbackStore();
         const QString container = m_fixture->containerStore();
-        QDir().mkpath(m_fixture->home() + u"/Library/Containers/nz.co.halvex.VantorDirector"_s);
+        QDir().mkpath(m_fixture->path() + u"/Library/Containers/nz.co.halvex.VantorDirector"_s);
         write(legacy + u"/catalog.json"_s,
               "[" +
                   entry(u"a1"_s, u"coast"_s, "\"1.0\"", legacy + u"/Packs/coast/1.0/a1.vdasset"_s) +

@@ -162,8 +162,17 @@ ContentPack makePack(const QString& id, const QString& name, const QString& summ
                      std::optional<QString> version = std::nullopt,
                      Launch::PackInstallation installation = Launch::PackInstallation::unavailable);
 
+// JSON written with single quotes, which read better inside C++ strings.
+inline QByteArray json(const char* text) {
+    return QByteArray(text).replace('\'', '"');
+}
+
 // Waits for an eagerly started task without blocking the event loop.
 template <typename T>
 bool finishes(QCoro::Task<T>& task, int milliseconds = 5000) {
     return QTest::qWaitFor([&] { return task.isReady(); }, milliseconds);
+}
+template <typename T>
+bool finishes(QCoro::Task<T>&& task, int milliseconds = 5000) {
+    return finishes(task, milliseconds);
 }

@@ -1,85 +1,42 @@
 #include "SampleWebsite.h"
 
-#include "HttpsTestServer.h"
-#include "account/WebsiteResponses.h"
-#include "applications/ReleaseManifest.h"
+#include "WebsiteFixture.h"
 
-#include <QCryptographicHash>
 #include <QElapsedTimer>
-#include <QJsonArray>
-#include <QJsonDocument>
 #include <QJsonObject>
-#include <QNetworkReply>
-#include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QUrlQuery>
 
 using namespace Qt::StringLiterals;
-
-namespace {
-
-struct Answer {
-    int status = 0;
-    QNetworkReply::NetworkError error = QNetworkReply::NoError;
-    QByteArray body;
-    QString location;
-    QJsonObject object() const { return QJsonDocument::fromJson(body).object(); }
-};
-
-} // namespace
+using Answer = WebsiteFixture::Answer;
 
 // The website's endpoints against a real HTTPS client, as the launcher will meet them.
 class SampleWebsiteTest : public QObject {
     Q_OBJECT
 
-    std::unique_ptr<HttpsTestServer> m_server;
-    std::unique_ptr<SampleWebsite> m_website;
-    std::shared_ptr<QNetworkAccessManager> m_network;
+    std::unique_ptr<WebsiteFixture> m_site;
+    SampleWebsite* m_website = nullptr;
+    HttpsTestServer* m_server = nullptr;
     QTemporaryDir m_updates;
 
-    // Open connections would hold the old server's stop for seconds.
-    void stopWebsite() {
-        if (m_network)
-            m_network->clearConnectionCache();
-        m_network.reset();
-        m_website.reset();
-        m_server.reset();
-    }
-
     void startWebsite(SampleWebsite::Options options = {}) {
-        stopWebsite();
-        m_server = std::make_unique<HttpsTestServer>();
+        m_site.reset();
         options.updatesFolder = m_updates.path();
-        m_website = std::make_unique<SampleWebsite>(*m_server, options);
-        m_network = m_server->makeNetworkAccess();
+        m_site = std::make_unique<WebsiteFixture>(options);
+        m_website = &m_site->website();
+        m_server = &m_site->server();
     }
 
-    Answer send(const QString& method, const QUrl& url, const QString& bearer = {},
-                const QJsonObject& body = {}) {
-        QNetworkRequest request(url);
-        request.setAttribute(QNetworkRequest::RedirectPolicyAttribute,
-                             QNetworkRequest::ManualRedirectPolicy);
-        if (!bearer.isEmpty())
-            request.setRawHeader("Authorization", "Bearer " + bearer.toLatin1());
-        request.setRawHeader("Content-Type", "application/json");
-        std::unique_ptr<QNetworkReply> reply(
-            method == u"POST"_s ? m_network->post(request, QJsonDocument(body).toJson())
-                                : m_network->get(request));
-        QSignalSpy finished(reply.get(), &QNetworkReply::finished);
-        if (!reply->isFinished())
-            [&] { QVERIFY(finished.wait(10000)); }();
-        return {reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt(), reply->error(),
-                reply->readAll(), QString::fromUtf8(reply->rawHeader("Location"))};
-    }
+    Answer send(const QString& method, const QUrl& url) { return m_site->send(method, url); }
     Answer get(const QString& path, const QString& bearer = {}) {
-        return send(u"GET"_s, m_server->url(path), bearer);
+        return m_site->get(path, bearer);
     }
     Answer post(const QString& path, const QJsonObject& body, const QString& bearer = {}) {
-        return send(u"POST"_s, m_server->url(path), bearer, body);
+        return m_site->post(path, body, bearer);
     }
 
-    // The browser's part of sign-in: the page, the approval, the hand-over to the launcher.
+    // The browser's part of sign-in: the page names the state, the approval hands over a code.
     QString authorizationCode(const QString& state) {
         QUrl page = m_website->authorizationStartURL();
         QUrlQuery query(page);
@@ -88,12 +45,7 @@ class SampleWebsiteTest : public QObject {
         const Answer shown = send(u"GET"_s, page);
         if (shown.status != 200 || !shown.body.contains(state.toUtf8()))
             return {};
-        const Answer approved = send(u"GET"_s, m_website->approvalURL(state));
-        const QUrl callback(approved.location);
-        if (approved.status != 302 || callback.scheme() != u"vantor-launch"_s ||
-            callback.host() != u"auth"_s || QUrlQuery(callback).queryItemValue(u"state"_s) != state)
-            return {};
-        return QUrlQuery(callback).queryItemValue(u"code"_s);
+        return m_site->authorizationCode(state);
     }
 
     QJsonObject signIn() {
@@ -105,9 +57,9 @@ class SampleWebsiteTest : public QObject {
 
 private Q_SLOTS:
     void init() { startWebsite(); }
-    void cleanup() { stopWebsite(); }
+    void cleanup() { m_site.reset(); }
 
-    void publishesTheReleaseAndTheCatalogueWithAbsoluteAddresses() {
+    void publishesTheReleaseWithAbsoluteAddresses() {
         QFile archive(m_updates.filePath(u"VantorDirector-2.5.0.zip"_s));
         QVERIFY(archive.open(QIODevice::WriteOnly));
         archive.write(QByteArray(70000, 'z'));
@@ -120,13 +72,6 @@ private Q_SLOTS:
         const QUrl download(release.value(u"downloadURL"_s).toString());
         QCOMPARE(download, m_server->url(u"/updates/VantorDirector-2.5.0.zip"_s));
         QCOMPARE(send(u"GET"_s, download).body, QByteArray(70000, 'z'));
-
-        const QJsonArray packs =
-            get(u"/v1/catalogue"_s).object().value(u"contentPacks"_s).toArray();
-        QCOMPARE(packs.size(), 3);
-        const QUrl thumbnail(packs.first().toObject().value(u"thumbnailURL"_s).toString());
-        QCOMPARE(thumbnail.host(), u"127.0.0.1"_s);
-        QVERIFY(send(u"GET"_s, thumbnail).body.startsWith("\xFF\xD8"));
     }
 
     void signInHandsOverACodeThatBuysOneSession() {
@@ -164,78 +109,15 @@ private Q_SLOTS:
     }
 
     void deniedSignInHandsOverAnError() {
-        const QUrl denial(m_server->url(u"/index.php"_s));
-        QNetworkRequest request(denial);
-        request.setAttribute(QNetworkRequest::RedirectPolicyAttribute,
-                             QNetworkRequest::ManualRedirectPolicy);
-        request.setRawHeader("Content-Type", "application/x-www-form-urlencoded");
-        std::unique_ptr<QNetworkReply> reply(m_network->post(request, "state=s1&decision=deny"));
-        QSignalSpy finished(reply.get(), &QNetworkReply::finished);
-        QVERIFY(finished.wait(10000));
-        QCOMPARE(QString::fromUtf8(reply->rawHeader("Location")),
-                 u"vantor-launch://auth?error=access_denied&state=s1"_s);
+        const Answer denied =
+            m_site->send(u"POST"_s, m_server->url(u"/index.php"_s), {}, "state=s1&decision=deny");
+        QCOMPARE(denied.location, u"vantor-launch://auth?error=access_denied&state=s1"_s);
     }
 
-    void accessTokensExpireAndRefreshTokensOutliveThem() {
-        SampleWebsite::Options shortLived;
-        shortLived.accessTokenLifetimeSeconds = 0;
-        startWebsite(shortLived);
-        const QJsonObject tokens = signIn();
-        QCOMPARE(get(u"/v1/launch/account"_s, tokens.value(u"accessToken"_s).toString()).status,
-                 401);
-        const QJsonObject renewed = post(u"/v1/launch/token/refresh"_s,
-                                         {{u"refreshToken"_s, tokens.value(u"refreshToken"_s)}})
-                                        .object();
-        QVERIFY(renewed.contains(u"accessToken"_s));
-
-        startWebsite();
+    void endedSessionsRefuseTheirTokens() {
         const QString access = signIn().value(u"accessToken"_s).toString();
         m_website->endAllSessions();
         QCOMPARE(get(u"/v1/launch/account"_s, access).status, 401);
-    }
-
-    void publishesTheRealDigestOfEveryAssetUnlessToldOtherwise() {
-        const QString access = signIn().value(u"accessToken"_s).toString();
-        m_website->faults().publishWrongDigest(u"aurora-still"_s);
-        const QJsonObject manifest = get(u"/v1/launch/creator-backgrounds"_s, access).object();
-        const QJsonArray assets = manifest.value(u"assets"_s).toArray();
-        QCOMPARE(assets.size(), 3);
-        for (const QJsonValue& value : assets) {
-            const QJsonObject asset = value.toObject();
-            const QByteArray file =
-                send(u"GET"_s, QUrl(asset.value(u"remoteProtectedAssetURL"_s).toString())).body;
-            QVERIFY(!file.isEmpty());
-            QCOMPARE(asset.value(u"fileSizeBytes"_s).toInteger(), file.size());
-            const QString digest = QString::fromLatin1(
-                QCryptographicHash::hash(file, QCryptographicHash::Sha256).toHex());
-            const bool isTold = asset.value(u"id"_s).toString() == u"aurora-still"_s;
-            QCOMPARE(asset.value(u"protectedSHA256Hex"_s).toString() == digest, !isTold);
-            QCOMPARE(send(u"GET"_s, QUrl(asset.value(u"remoteThumbnailURL"_s).toString())).status,
-                     200);
-        }
-    }
-
-    // The sample data and the endpoints speak the contract as the launcher reads it.
-    void servedDocumentsDecodeAsTheLauncherReadsThem() {
-        const auto release = decodeReleaseManifest(get(u"/updates/macos.json"_s).body);
-        QVERIFY(release);
-        QCOMPARE(release->build, u"2500"_s);
-
-        const QString code = authorizationCode(u"state-2"_s);
-        const QJsonObject exchange{{u"authorizationCode"_s, code},
-                                   {u"redirectURI"_s, SampleWebsite::callbackURL}};
-        const auto tokens =
-            WebsiteResponses::decodeTokenResponse(post(u"/v1/launch/token"_s, exchange).body);
-        const auto account = WebsiteResponses::decodeAccountResponse(
-            get(u"/v1/launch/account"_s, tokens.accessToken).body);
-        QCOMPARE(account.email, u"presenter@vantor.example"_s);
-        const auto manifest = WebsiteResponses::decodeContentPackManifest(
-            get(u"/v1/launch/creator-backgrounds"_s, tokens.accessToken).body);
-        QCOMPARE(manifest.contentPacks.size(), 2u);
-        QCOMPARE(manifest.contentPacks.back().version, u"3"_s);
-        QCOMPARE(manifest.assets.front().protectedSHA256Hex->size(), 64);
-        WebsiteResponses::decodeSignOutResponse(
-            post(u"/v1/launch/sign-out"_s, {}, tokens.accessToken).body);
     }
 
     void faultSwitchesFromTheCommandLine_data() {

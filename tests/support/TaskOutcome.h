@@ -3,7 +3,9 @@
 #include "core/LaunchError.h"
 
 #include <QCoroTask>
+#include <QTest>
 #include <optional>
+#include <type_traits>
 
 // What an awaited task ended with, for tests that look at a task's value or error afterwards.
 template <typename T>
@@ -31,4 +33,14 @@ inline QCoro::Task<> recordOutcome(QCoro::Task<> task, TaskOutcome<bool>& outcom
         outcome.error = error;
     }
     outcome.finished = true;
+}
+
+// Runs a task to its end and hands back what it ended with; a task that hangs ends the test run.
+template <typename T>
+auto outcomeOf(QCoro::Task<T> task, int milliseconds = 20000) {
+    TaskOutcome<std::conditional_t<std::is_void_v<T>, bool, T>> outcome;
+    auto recording = recordOutcome(std::move(task), outcome);
+    if (!QTest::qWaitFor([&] { return recording.isReady(); }, milliseconds))
+        qFatal("a task did not finish in time");
+    return outcome;
 }
