@@ -37,10 +37,9 @@ QStringList summary(const InstalledApp& app) {
 
 template <typename T>
 T await(QCoro::Task<T> task) {
-    TaskOutcome<T> outcome;
-    auto recording = recordOutcome(std::move(task), outcome);
-    if (!finishes(recording) || !outcome.value)
-        qFatal("discovery did not finish");
+    auto outcome = outcomeOf(std::move(task));
+    if (!outcome.value)
+        qFatal("discovery failed");
     return *outcome.value;
 }
 

@@ -19,14 +19,10 @@ namespace {
 
 TaskOutcome<bool> install(UpdateFixture& fixture, const AvailableApplicationRelease& release) {
     const auto updater = fixture.makeUpdater();
-    TaskOutcome<bool> outcome;
-    auto task = recordOutcome(
+    return outcomeOf(
         updater->installUpdate(release, fixture.installed,
                                UpdateFixture::configuration().director.bundleIdentifiers),
-        outcome);
-    if (!finishes(task, 60000))
-        qFatal("the update did not finish");
-    return outcome;
+        60000);
 }
 
 Scenario publishing(std::function<void(UpdateFixture&, ZipWriter&)> contents,
@@ -236,11 +232,8 @@ private Q_SLOTS:
         ProductionApplicationDiscovery discovery(
             UpdateFixture::configuration(), std::make_shared<LinuxWorkspace>(),
             {fixture.root.filePath(u"system"_s), fixture.root.filePath(u"home"_s)});
-        TaskOutcome<QList<QUrl>> candidates;
-        auto search = recordOutcome(discovery.candidates(UpdateFixture::configuration().director),
-                                    candidates);
-        QVERIFY(finishes(search, 10000));
-        QCOMPARE(candidates.value, QList<QUrl>{fixture.installed});
+        QCOMPARE(outcomeOf(discovery.candidates(UpdateFixture::configuration().director)).value,
+                 QList<QUrl>{fixture.installed});
 
         fixture.publishBundle(signedRelease(fixture));
         const TaskOutcome<bool> outcome = install(fixture, fixture.release());

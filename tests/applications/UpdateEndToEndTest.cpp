@@ -63,8 +63,7 @@ private:
     static void confirmUpdateOfRunningDirector(UpdateFixture& fixture, LaunchStore& store) {
         QVERIFY(fixture.startInstalledCopy() > 0);
         QTRY_COMPARE_WITH_TIMEOUT(fixture.launches().size(), 1, 10000);
-        auto start = store.start();
-        QVERIFY(finishes(start, 30000));
+        QVERIFY(finishes(store.start(), 30000));
         QCOMPARE(store.apps().size(), 2);
         const InstalledApp director = store.apps().constFirst();
         QCOMPARE(director.path, fixture.installed);

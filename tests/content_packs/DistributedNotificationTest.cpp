@@ -65,8 +65,7 @@ private Q_SLOTS:
         QVERIFY(finishes(start));
 
         listener.sinceStart.start();
-        auto open = store.openContentPackManagement();
-        QVERIFY(finishes(open));
+        QVERIFY(finishes(store.openContentPackManagement()));
         QVERIFY(QTest::qWaitFor([&] { return !listener.names.isEmpty(); }, 5000));
         QCOMPARE(listener.names,
                  QStringList{u"nz.co.halvex.VantorDirector.OpenContentPackLibrary"_s});

@@ -81,8 +81,7 @@ private Q_SLOTS:
         fixture.discovery->discover.answerWith({fixture.director(), fixture.creator()});
         auto store = fixture.makeStore();
 
-        auto task = store->start();
-        QVERIFY(finishes(task));
+        QVERIFY(finishes(store->start()));
         QVERIFY(store->publicPacks().isEmpty());
         QVERIFY(!store->hasLoadedPublicCatalogue());
         QCOMPARE(store->apps()[0].state, InstallationState::stale);
@@ -99,8 +98,7 @@ private Q_SLOTS:
         fixture.installer->versions.answerWith(QHash<QString, QString>{});
         auto store = fixture.makeStore();
 
-        auto task = store->start();
-        QVERIFY(finishes(task));
+        QVERIFY(finishes(store->start()));
         QCOMPARE(store->message(),
                  u"Saved website account data could not be read. Sign in again to refresh it."_s);
         QVERIFY(!store->account());
@@ -115,8 +113,7 @@ private Q_SLOTS:
 
         auto production = store->start();
         store->setDemoEnabled(true);
-        auto demo = store->start();
-        QVERIFY(finishes(demo));
+        QVERIFY(finishes(store->start()));
         const QList<InstalledApp> demoApps = store->apps();
         QCOMPARE(demoApps[0].id, u"nz.co.halvex.Pellomar"_s);
 
@@ -168,8 +165,7 @@ private Q_SLOTS:
         store->setDemoEnabled(true);
         store->setDemoScenario(scenario);
 
-        auto task = store->start();
-        QVERIFY(finishes(task));
+        QVERIFY(finishes(store->start()));
         // Nothing real is touched.
         QCOMPARE(fixture.discovery->discover.callCount(), 0);
         QCOMPARE(fixture.snapshotCache->loads, 0);
@@ -205,16 +201,14 @@ class AutomaticSyncTest : public QObject {
             LaunchAccountSnapshot{1, customer, m_fixture->clock.addDays(-1)};
         m_fixture->answerStartUp({}, {}, customer);
         m_store = m_fixture->makeStore();
-        auto task = m_store->start();
-        QVERIFY(finishes(task));
+        QVERIFY(finishes(m_store->start()));
     }
 
     int refreshes() const { return m_fixture->accountProvider->refreshCalls.callCount(); }
 
     void syncAfter(int seconds) {
         m_fixture->clock = m_fixture->clock.addSecs(seconds);
-        auto task = m_store->syncAccountIfDue();
-        QVERIFY(finishes(task));
+        QVERIFY(finishes(m_store->syncAccountIfDue()));
     }
 
 private Q_SLOTS:
@@ -267,11 +261,9 @@ private Q_SLOTS:
         StoreFixture fixture;
         auto store = fixture.makeStore();
         store->setDemoEnabled(true);
-        auto start = store->start();
-        QVERIFY(finishes(start));
+        QVERIFY(finishes(store->start()));
         QVERIFY(store->account());
-        auto sync = store->syncAccountIfDue();
-        QVERIFY(finishes(sync));
+        QVERIFY(finishes(store->syncAccountIfDue()));
         QCOMPARE(fixture.demoAccountProvider->refreshCalls.callCount(), 0);
         QVERIFY(!store->lastAutomaticSyncAttempt());
     }

@@ -301,20 +301,14 @@ private Q_SLOTS:
                                  generousTimeout);
 
         QFile::remove(arguments);
-        TaskOutcome<bool> opened;
-        auto task = recordOutcome(
-            workspace.openURL(QUrl(u"vantordirector://content-packs"_s), bundle, {}), opened);
-        QVERIFY(finishes(task));
-        QVERIFY(!opened.error);
+        const QUrl address(u"vantordirector://content-packs"_s);
+        QVERIFY(!outcomeOf(workspace.openURL(address, bundle, {})).error);
         QTRY_COMPARE_WITH_TIMEOUT(readAll(arguments), "vantordirector://content-packs\n",
                                   generousTimeout);
 
         // Without its executable a bundle cannot be opened, and the caller hears of it.
         QFile::remove(BundleProcesses::executablePath(bundle, director));
-        TaskOutcome<bool> failed;
-        auto failing = recordOutcome(
-            workspace.openURL(QUrl(u"vantordirector://content-packs"_s), bundle, {}), failed);
-        QVERIFY(finishes(failing));
+        const auto failed = outcomeOf(workspace.openURL(address, bundle, {}));
         QVERIFY(failed.error);
         QCOMPARE(failed.error->domain(), LaunchError::Domain::file);
     }

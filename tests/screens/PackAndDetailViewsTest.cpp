@@ -15,15 +15,6 @@ using Launch::PackInstallation;
 
 namespace {
 
-QString textOf(QObject* object) {
-    return object ? object->property("text").toString() : QString();
-}
-
-bool isShown(QObject* object) {
-    auto* item = qobject_cast<QQuickItem*>(object);
-    return item && item->isVisible();
-}
-
 // What assistive technology reads for an item: its Accessible attached properties.
 QVariant accessible(QObject* item, const char* property) {
     for (QObject* child : item->children()) {

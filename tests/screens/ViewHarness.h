@@ -43,3 +43,12 @@ private:
     std::unique_ptr<QQmlApplicationEngine> m_engine;
     QObject* m_root = nullptr;
 };
+
+inline QString textOf(QObject* object) {
+    return object ? object->property("text").toString() : QString();
+}
+
+inline bool isShown(QObject* object) {
+    auto* item = qobject_cast<QQuickItem*>(object);
+    return item && item->isVisible();
+}
