@@ -106,8 +106,7 @@ private Q_SLOTS:
         store->setMessage(std::nullopt);
         fixture.discovery->discover.answerWith(
             QList<InstalledApp>{fixture.missingDirector(), fixture.creator()});
-        auto refreshing = store->refreshApplications();
-        QVERIFY(finishes(refreshing));
+        QVERIFY(finishes(store->refreshApplications()));
         QCOMPARE(store->apps()[0].state, InstallationState::notInstalled);
         QVERIFY(store->message());
     }
@@ -139,8 +138,7 @@ private Q_SLOTS:
 
         // Meanwhile discovery reports no Director row at all.
         fixture.discovery->discover.answerWith(QList<InstalledApp>{fixture.creator()});
-        auto refreshing = store->refreshApplications();
-        QVERIFY(finishes(refreshing));
+        QVERIFY(finishes(store->refreshApplications()));
         fixture.releaseChecker->latest.complete(release(u"2.5.0"_s));
         QVERIFY(finishes(check));
         QCOMPARE(store->availableDirectorRelease(), release(u"2.5.0"_s));
@@ -155,8 +153,7 @@ private Q_SLOTS:
         auto update = store->installUpdate(store->apps()[0]);
 
         store->setDemoEnabled(true);
-        auto demo = store->start();
-        QVERIFY(finishes(demo));
+        QVERIFY(finishes(store->start()));
         fixture.releaseChecker->latest.complete(release(u"2.5.0"_s));
         QVERIFY(finishes(update));
         QCOMPARE(fixture.updater->install.callCount(), 0);
@@ -164,26 +161,6 @@ private Q_SLOTS:
         QVERIFY(!store->updatingAppID());
         QVERIFY(!store->message());
         QCOMPARE(store->apps()[0].id, u"nz.co.halvex.Pellomar"_s);
-    }
-
-    void withoutAnUpdaterARunningDirectorIsNotClosed() {
-        StoreFixture fixture;
-        LaunchCollaborators collaborators = fixture.collaborators();
-        collaborators.applicationUpdater = nullptr;
-        LaunchStore store(collaborators);
-        InstalledApp director = fixture.director(u"2.4.1"_s);
-        director.isRunning = true;
-        fixture.workspace->running = {runningCopy(director)};
-        QVERIFY(refresh(fixture, store, director, release(u"2.5.0"_s)));
-
-        store.updateApplication(store.apps()[0]);
-        store.confirmRunningUpdate();
-        QVERIFY(fixture.workspace->terminated.isEmpty());
-        QVERIFY(!store.queuedUpdateApplication());
-        QVERIFY(!store.reopenAfterUpdateAppID());
-        QVERIFY(!store.runningUpdatePromptAppID());
-        QCOMPARE(store.message(), u"Vantor Director could not be updated: Verified application "
-                                  u"updates is not configured in this build."_s);
     }
 
     void updatesAStoppedDirectorAtOnce() {
@@ -295,21 +272,41 @@ private Q_SLOTS:
         QVERIFY(!store->reopenAfterUpdateAppID());
     }
 
-    void directorThatCannotBeAskedToQuitIsNotQueued() {
+    // Nothing is queued for a running Director that this build cannot update or cannot close.
+    void runningDirectorThatCannotBeUpdatedIsNotQueued_data() {
+        QTest::addColumn<bool>("hasUpdater");
+        QTest::addColumn<QString>("message");
+        QTest::newRow("no updater: not even asked to quit")
+            << false
+            << u"Vantor Director could not be updated: Verified application updates is not "
+               u"configured in this build."_s;
+        QTest::newRow("cannot be asked to quit")
+            << true
+            << u"Vantor Director could not be closed automatically. Quit it normally, then try "
+               u"the update again."_s;
+    }
+
+    void runningDirectorThatCannotBeUpdatedIsNotQueued() {
+        QFETCH(bool, hasUpdater);
+        QFETCH(QString, message);
         StoreFixture fixture;
-        auto store = fixture.makeStore();
+        LaunchCollaborators collaborators = fixture.collaborators();
+        if (!hasUpdater)
+            collaborators.applicationUpdater = nullptr;
+        LaunchStore store(collaborators);
         InstalledApp director = fixture.director(u"2.4.1"_s);
         director.isRunning = true;
         fixture.workspace->running = {runningCopy(director)};
         fixture.workspace->terminateSucceeds = false;
-        QVERIFY(refresh(fixture, *store, director, release(u"2.5.0"_s)));
+        QVERIFY(refresh(fixture, store, director, release(u"2.5.0"_s)));
 
-        store->updateApplication(store->apps()[0]);
-        store->confirmRunningUpdate();
-        QCOMPARE(store->message(), u"Vantor Director could not be closed automatically. Quit it "
-                                   u"normally, then try the update again."_s);
-        QVERIFY(!store->queuedUpdateApplication());
-        QVERIFY(!store->reopenAfterUpdateAppID());
+        store.updateApplication(store.apps()[0]);
+        store.confirmRunningUpdate();
+        QCOMPARE(store.message(), message);
+        QCOMPARE(fixture.workspace->terminated.size(), hasUpdater ? 1 : 0);
+        QVERIFY(!store.queuedUpdateApplication());
+        QVERIFY(!store.reopenAfterUpdateAppID());
+        QVERIFY(!store.runningUpdatePromptAppID());
     }
 };
 

@@ -166,16 +166,6 @@ private Q_SLOTS:
         QVERIFY_THROWS_EXCEPTION(LaunchError, JsonObject::parse("{\"a\": "));
         QVERIFY_THROWS_EXCEPTION(LaunchError, JsonObject::parse(""));
     }
-
-    void keepsFlexibleVersionsAsWritten() {
-        const auto object =
-            JsonObject::parse("{\"a\": 3, \"b\": 2.0, \"c\": \"1.10\", \"d\": 1.25, \"e\": true}");
-        QCOMPARE(object.requiredFlexibleVersion("a"), u"3"_s);
-        QCOMPARE(object.requiredFlexibleVersion("b"), u"2.0"_s);
-        QCOMPARE(object.requiredFlexibleVersion("c"), u"1.10"_s);
-        QCOMPARE(object.requiredFlexibleVersion("d"), u"1.25"_s);
-        QVERIFY_THROWS_EXCEPTION(LaunchError, object.requiredFlexibleVersion("e"));
-    }
 };
 
 QTEST_GUILESS_MAIN(ConfigurationTest)

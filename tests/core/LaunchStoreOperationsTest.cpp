@@ -9,7 +9,6 @@
 using namespace Qt::StringLiterals;
 using Launch::InstallationState;
 using Launch::PackFilter;
-using Launch::PackInstallation;
 
 namespace {
 
@@ -73,20 +72,14 @@ private Q_SLOTS:
         fixture.discovery->discover.answerWith({fixture.director(u"2.4.1"_s), fixture.creator()});
         fixture.releaseChecker->latest.answerWith(
             AvailableApplicationRelease{u"2.5.0"_s, std::nullopt, std::nullopt});
-        fixture.catalogue->load.answerWith({makePack(u"a"_s, u"A"_s, {}, u"1.10"_s),
-                                            makePack(u"b"_s, u"B"_s, {}, u"2.0.0"_s),
-                                            makePack(u"c"_s, u"C"_s, {}, u"1.0"_s)});
+        // How pack versions compare is PackFlowsTest's; here one pack has an update.
+        fixture.catalogue->load.answerWith(
+            {makePack(u"a"_s, u"A"_s, {}, u"1.10"_s), makePack(u"b"_s, u"B"_s, {}, u"2.0.0"_s)});
         fixture.installer->versions.answerWith(
-            QHash<QString, QString>{{u"a"_s, u"1.9"_s}, {u"b"_s, u"2.0"_s}, {u"c"_s, u"beta"_s}});
+            QHash<QString, QString>{{u"a"_s, u"1.9"_s}, {u"b"_s, u"2.0"_s}});
         auto store = fixture.makeStore();
 
-        auto task = store->start();
-        QVERIFY(finishes(task));
-        // 1.9 is older than 1.10 by number; 2.0 equals 2.0.0; an unreadable version counts as
-        // installed.
-        QCOMPARE(store->packs()[0].installation, PackInstallation::updateAvailable);
-        QCOMPARE(store->packs()[1].installation, PackInstallation::installed);
-        QCOMPARE(store->packs()[2].installation, PackInstallation::installed);
+        QVERIFY(finishes(store->start()));
         // The Director's update and one pack; the built-in Creator never counts.
         QCOMPARE(store->apps()[1].state, InstallationState::included);
         QCOMPARE(store->updateCount(), 2);
@@ -102,8 +95,7 @@ private Q_SLOTS:
         fixture.catalogue->load.answerWith(QList<ContentPack>{});
         fixture.installer->versions.answerWith(QHash<QString, QString>{});
         auto store = fixture.makeStore();
-        auto task = store->start();
-        QVERIFY(finishes(task));
+        QVERIFY(finishes(store->start()));
 
         const InstalledApp& creator = store->apps()[1];
         QCOMPARE(creator.id, u"Vantor Creator"_s);
@@ -116,8 +108,7 @@ private Q_SLOTS:
 
         // Without an installed Director the Creator row stays as discovered.
         fixture.discovery->discover.answerWith({fixture.missingDirector(), fixture.creator()});
-        auto refresh = store->refreshApplications();
-        QVERIFY(finishes(refresh));
+        QVERIFY(finishes(store->refreshApplications()));
         QCOMPARE(store->apps()[1].state, InstallationState::notInstalled);
         QVERIFY(!store->apps()[1].path);
     }
@@ -192,12 +183,10 @@ private Q_SLOTS:
         fixture.discovery->discover.answerWith({fixture.missingDirector(), fixture.creator()});
         fixture.catalogue->load.answerWith(QList<ContentPack>{});
         fixture.installer->versions.answerWith(QHash<QString, QString>{});
-        auto start = store->start();
-        QVERIFY(finishes(start));
+        QVERIFY(finishes(store->start()));
 
         fixture.locationChooser->choose.answerWith(std::optional<QUrl>());
-        auto cancelled = store->chooseApplicationLocation(store->apps()[0]);
-        QVERIFY(finishes(cancelled));
+        QVERIFY(finishes(store->chooseApplicationLocation(store->apps()[0])));
         QCOMPARE(fixture.locationChooser->requests[0].title, u"Locate Vantor Director"_s);
         QCOMPARE(
             fixture.locationChooser->requests[0].message,
@@ -206,15 +195,13 @@ private Q_SLOTS:
         QVERIFY(!store->message());
 
         fixture.locationChooser->choose.answerWith(std::optional<QUrl>(foreign));
-        auto rejected = store->chooseApplicationLocation(store->apps()[0]);
-        QVERIFY(finishes(rejected));
+        QVERIFY(finishes(store->chooseApplicationLocation(store->apps()[0])));
         QCOMPARE(store->message(),
                  u"The selected application is not a verified Vantor Director installation."_s);
         QVERIFY(!fixture.settings->contains(u"selectedApplication.Vantor Director"_s));
 
         fixture.locationChooser->choose.answerWith(std::optional<QUrl>(verified));
-        auto accepted = store->chooseApplicationLocation(store->apps()[0]);
-        QVERIFY(finishes(accepted));
+        QVERIFY(finishes(store->chooseApplicationLocation(store->apps()[0])));
         QCOMPARE(store->apps()[0].path, verified);
         QCOMPARE(store->apps()[0].bundleIdentifier, u"nz.co.halvex.VantorDirector"_s);
         QVERIFY(fixture.settings->contains(u"selectedApplication.Vantor Director"_s));
@@ -225,8 +212,7 @@ private Q_SLOTS:
         QTRY_COMPARE(fixture.releaseChecker->latest.callCount(), 2);
 
         // The next discovery that misses it still shows the remembered copy.
-        auto refresh = store->refreshApplications();
-        QVERIFY(finishes(refresh));
+        QVERIFY(finishes(store->refreshApplications()));
         QCOMPARE(store->apps()[0].path, verified);
     }
 
@@ -281,8 +267,7 @@ private Q_SLOTS:
         QSignalSpy attempt(store.get(), &LaunchStore::lastAutomaticSyncAttemptChanged);
 
         store->setDemoEnabled(true);
-        auto demo = store->start();
-        QVERIFY(finishes(demo));
+        QVERIFY(finishes(store->start()));
         QCOMPARE(provider.count(), 1);
 
         const WebsiteAccount customer{u"cust-42"_s, u"Ana Example"_s, u"ana@example.com"_s};
@@ -292,8 +277,7 @@ private Q_SLOTS:
         fixture.answerStartUp({director, fixture.creator()}, {}, customer);
         fixture.workspace->running = {{4242, director.bundleIdentifier, *director.path}};
         store->setDemoEnabled(false);
-        auto production = store->start();
-        QVERIFY(finishes(production));
+        QVERIFY(finishes(store->start()));
         QCOMPARE(provider.count(), 2);
         QCOMPARE(attempt.count(), 1);
         QCOMPARE(store->lastAutomaticSyncAttempt(), fixture.clock);

@@ -184,18 +184,6 @@ private Q_SLOTS:
         QVERIFY(AppScreenshots::candidates(u"../../secret.png"_s, application).isEmpty());
         QVERIFY(AppScreenshots::candidates(u"a/b.png"_s, application).isEmpty());
     }
-
-    void screenshotCandidatesAreTriedInTheirOrder() {
-        QCOMPARE(
-            AppScreenshots::candidates(u"x.png"_s, QUrl::fromLocalFile(u"/A/V.app"_s), u":/R"_s),
-            QStringList(
-                {u":/R/Screenshots/x.png"_s, u":/R/x.png"_s,
-                 u"/A/V.app/Contents/Resources/Remote/assets/x.png"_s,
-                 u"/A/V.app/Contents/Resources/Pellomar_Pellomar.bundle/Remote/assets/x.png"_s,
-                 u"/A/V.app/Contents/Resources/Pellomar_Pellomar.bundle/Contents/Resources/Remote/assets/x.png"_s}));
-        QCOMPARE(AppScreenshots::candidates(u"x.png"_s, {}, u":/R"_s),
-                 QStringList({u":/R/Screenshots/x.png"_s, u":/R/x.png"_s}));
-    }
 };
 
 QTEST_GUILESS_MAIN(PackAndDetailPresentationTest)

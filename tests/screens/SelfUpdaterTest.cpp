@@ -66,55 +66,84 @@ private Q_SLOTS:
         m_server.reset();
     }
 
-    void announcesTheNewestReleaseOfTheDefaultChannel() {
-        auto updater = makeUpdater(u"11"_s);
-        QSignalSpy announcements(updater.get(), &SelfUpdater::announced);
+    void announcesWhatTheFeedOffers_data() {
+        QTest::addColumn<QByteArray>("feed"); // empty: the server fails
+        QTest::addColumn<QString>("build");
+        QTest::addColumn<bool>("asked");
+        QTest::addColumn<Status>("status");
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<bool>("announced");
+        QTest::addColumn<QUrl>("download");
+        QTest::addColumn<QUrl>("page");
+        const QByteArray critical =
+            appcast("<item><sparkle:version>15</sparkle:version>"
+                    "<sparkle:shortVersionString>1.5.0</sparkle:shortVersionString>"
+                    "<sparkle:criticalUpdate/>"
+                    "<enclosure url=\"https://downloads.example/Launcher-1.5.0.zip\" "
+                    "length=\"1\"/></item>");
+        const QByteArray notice =
+            appcast("<item><sparkle:version>20</sparkle:version>"
+                    "<sparkle:shortVersionString>2.0</sparkle:shortVersionString>"
+                    "<link>https://vantor.example/launcher-2</link></item>");
+        const QString upToDate = u"Vantor Launcher 1.1.0 is up to date."_s;
 
-        updater->checkForUpdatesInBackground();
-        QTRY_COMPARE(updater->status(), Status::updateAvailable);
-        QCOMPARE(updater->availableVersion(), u"1.3.0"_s); // not the beta
-        QCOMPARE(updater->downloadURL(),
-                 QUrl(u"https://downloads.example/VantorLauncher-1.3.0.zip"_s));
-        // A newer launcher is announced even by a background check.
-        QCOMPARE(announcements.count(), 1);
-        QCOMPARE(announcements[0][0].toString(),
-                 u"Vantor Launcher 1.3.0 is available. Download it from Help."_s);
-        QCOMPARE(m_server->requestCount(u"/appcast.xml"_s), 1);
+        // A newer launcher is announced even by a background check; the beta is not offered.
+        QTest::newRow("newer, in the background")
+            << appcast(releases) << u"11"_s << false << Status::updateAvailable
+            << u"Vantor Launcher 1.3.0 is available. Download it from Help."_s << true
+            << QUrl(u"https://downloads.example/VantorLauncher-1.3.0.zip"_s) << QUrl();
+        QTest::newRow("up to date, in the background")
+            << appcast(releases) << u"13"_s << false << Status::upToDate << upToDate << false
+            << QUrl() << QUrl();
+        QTest::newRow("up to date, asked")
+            << appcast(releases) << u"13"_s << true << Status::upToDate << upToDate << true
+            << QUrl() << QUrl();
+        QTest::newRow("critical") << critical << u"11"_s << false << Status::updateAvailable
+                                  << u"Vantor Launcher 1.5.0 is a critical update. Download it "
+                                     u"from Help."_s
+                                  << true << QUrl(u"https://downloads.example/Launcher-1.5.0.zip"_s)
+                                  << QUrl();
+        QTest::newRow("informational")
+            << notice << u"11"_s << true << Status::updateAvailable
+            << u"Vantor Launcher 2.0 is available. Its page is linked in Help."_s << true << QUrl()
+            << QUrl(u"https://vantor.example/launcher-2"_s);
+        QTest::newRow("informational, up to date") << notice << u"20"_s << true << Status::upToDate
+                                                   << upToDate << true << QUrl() << QUrl();
+        // Failures reach the user only when asked.
+        QTest::newRow("unreadable, in the background")
+            << QByteArray("<rss><channel><item>") << u"1"_s << false << Status::failed
+            << u"The launcher's update feed could not be read."_s << false << QUrl() << QUrl();
+        QTest::newRow("unreachable, asked")
+            << QByteArray() << u"1"_s << true << Status::failed
+            << u"The launcher's update feed could not be reached."_s << true << QUrl() << QUrl();
     }
 
-    void saysUpToDateOnlyWhenAsked() {
-        auto updater = makeUpdater(u"13"_s);
+    void announcesWhatTheFeedOffers() {
+        QFETCH(QByteArray, feed);
+        QFETCH(QString, build);
+        QFETCH(bool, asked);
+        QFETCH(Status, status);
+        QFETCH(QString, text);
+        QFETCH(bool, announced);
+        QFETCH(QUrl, download);
+        QFETCH(QUrl, page);
+        m_server->reply(u"GET"_s, u"/feed.xml"_s,
+                        {feed.isEmpty() ? 500 : 200, feed, "application/rss+xml", {}, 0});
+        auto updater = makeUpdater(build, u"/feed.xml"_s);
         QSignalSpy announcements(updater.get(), &SelfUpdater::announced);
-
-        updater->checkForUpdatesInBackground();
-        QTRY_COMPARE(updater->status(), Status::upToDate);
-        QCOMPARE(announcements.count(), 0);
-
-        updater->checkForUpdates();
-        QTRY_COMPARE(announcements.count(), 1);
-        QCOMPARE(announcements[0][0].toString(), u"Vantor Launcher 1.1.0 is up to date."_s);
-        QCOMPARE(m_server->requestCount(u"/appcast.xml"_s), 2);
-    }
-
-    void reportsAnUnreadableOrUnreachableFeedToTheUserOnly() {
-        m_server->reply(u"GET"_s, u"/broken.xml"_s,
-                        {200, "<rss><channel><item>", "text/xml", {}, 0});
-        m_server->reply(u"GET"_s, u"/missing.xml"_s, {500, "", "text/plain", {}, 0});
-
-        auto broken = makeUpdater(u"1"_s, u"/broken.xml"_s);
-        QSignalSpy brokenAnnouncements(broken.get(), &SelfUpdater::announced);
-        broken->checkForUpdatesInBackground();
-        QTRY_COMPARE(broken->status(), Status::failed);
-        QCOMPARE(broken->statusText(), u"The launcher's update feed could not be read."_s);
-        QCOMPARE(brokenAnnouncements.count(), 0);
-
-        auto unreachable = makeUpdater(u"1"_s, u"/missing.xml"_s);
-        QSignalSpy announcements(unreachable.get(), &SelfUpdater::announced);
-        unreachable->checkForUpdates();
-        QTRY_COMPARE(announcements.count(), 1);
-        QCOMPARE(unreachable->status(), Status::failed);
-        QCOMPARE(announcements[0][0].toString(),
-                 u"The launcher's update feed could not be reached."_s);
+        if (asked)
+            updater->checkForUpdates();
+        else
+            updater->checkForUpdatesInBackground();
+        QTRY_COMPARE(updater->status(), status);
+        QCOMPARE(updater->statusText(), text);
+        QCOMPARE(announcements.count(), announced ? 1 : 0);
+        if (announced)
+            QCOMPARE(announcements[0][0].toString(), text);
+        QCOMPARE(updater->downloadURL(), download);
+        QCOMPARE(updater->releasePageURL(), page);
+        QCOMPARE(updater->criticalUpdate(), text.contains(u"critical"_s));
+        QCOMPARE(m_server->requestCount(u"/feed.xml"_s), 1);
     }
 
     void withoutAFeedSaysThatNothingIsConfigured() {
@@ -142,61 +171,6 @@ private Q_SLOTS:
         updater->startAutomaticChecks(std::chrono::seconds(1));
         QTRY_COMPARE(m_server->requestCount(u"/appcast.xml"_s), 1);
         QTRY_COMPARE_WITH_TIMEOUT(m_server->requestCount(u"/appcast.xml"_s), 2, 3000);
-    }
-
-    void announcesACriticalUpdateAndAnInformationalOneWithTheirLinks() {
-        m_server->reply(u"GET"_s, u"/critical.xml"_s,
-                        {200,
-                         appcast("<item><sparkle:version>15</sparkle:version>"
-                                 "<sparkle:shortVersionString>1.5.0</sparkle:shortVersionString>"
-                                 "<sparkle:criticalUpdate/>"
-                                 "<enclosure url=\"https://downloads.example/Launcher-1.5.0.zip\" "
-                                 "length=\"1\"/></item>"),
-                         "application/rss+xml",
-                         {},
-                         0});
-        m_server->reply(u"GET"_s, u"/notice.xml"_s,
-                        {200,
-                         appcast("<item><sparkle:version>20</sparkle:version>"
-                                 "<sparkle:shortVersionString>2.0</sparkle:shortVersionString>"
-                                 "<link>https://vantor.example/launcher-2</link></item>"),
-                         "application/rss+xml",
-                         {},
-                         0});
-
-        auto critical = makeUpdater(u"11"_s, u"/critical.xml"_s);
-        critical->checkForUpdatesInBackground();
-        QTRY_COMPARE(critical->status(), Status::updateAvailable);
-        QVERIFY(critical->criticalUpdate());
-        QCOMPARE(critical->statusText(),
-                 u"Vantor Launcher 1.5.0 is a critical update. Download it from Help."_s);
-        QCOMPARE(critical->downloadURL(), QUrl(u"https://downloads.example/Launcher-1.5.0.zip"_s));
-        QVERIFY(critical->releasePageURL().isEmpty());
-
-        auto notice = makeUpdater(u"11"_s, u"/notice.xml"_s);
-        notice->checkForUpdates();
-        QTRY_COMPARE(notice->status(), Status::updateAvailable);
-        QVERIFY(!notice->criticalUpdate());
-        QCOMPARE(notice->statusText(),
-                 u"Vantor Launcher 2.0 is available. Its page is linked in Help."_s);
-        QVERIFY(notice->downloadURL().isEmpty());
-        QCOMPARE(notice->releasePageURL(), QUrl(u"https://vantor.example/launcher-2"_s));
-
-        // Found up to date afterwards, the offer is gone.
-        notice = makeUpdater(u"20"_s, u"/notice.xml"_s);
-        notice->checkForUpdates();
-        QTRY_COMPARE(notice->status(), Status::upToDate);
-        QVERIFY(notice->releasePageURL().isEmpty());
-    }
-
-    void cutsOffAFeedLargerThanAnyAppcast() {
-        QByteArray huge = appcast(releases);
-        huge.append(QByteArray(SelfUpdaterAppcast::maximumDocumentSize, ' '));
-        m_server->reply(u"GET"_s, u"/huge.xml"_s, {200, huge, "application/rss+xml", {}, 0});
-        auto updater = makeUpdater(u"11"_s, u"/huge.xml"_s);
-        updater->checkForUpdates();
-        QTRY_COMPARE(updater->status(), Status::failed);
-        QCOMPARE(updater->statusText(), u"The launcher's update feed could not be read."_s);
     }
 };
 

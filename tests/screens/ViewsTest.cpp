@@ -18,15 +18,6 @@ using Launch::LaunchSection;
 
 namespace {
 
-QString textOf(QObject* object) {
-    return object ? object->property("text").toString() : QString();
-}
-
-bool isShown(QObject* object) {
-    auto* item = qobject_cast<QQuickItem*>(object);
-    return item && item->isVisible();
-}
-
 QList<QObject*> trayItems(const ViewHarness& harness) {
     QObject* menu = harness.tray()->property("menu").value<QObject*>();
     QQmlListReference items(menu, "items");
@@ -94,6 +85,22 @@ void acceptFolder(QFileDialog* panel, const QString& folder) {
     panel->setDirectory(folder);
     static_cast<QDialog*>(panel)->accept();
 }
+
+// A browser sign-in that the test sets waiting, and that counts the waits it was asked to end.
+class WaitingBrowser : public BrowserSignIn {
+public:
+    int cancellations = 0;
+    using BrowserSignIn::setWaiting;
+    QCoro::Task<QUrl> authenticate(QUrl, QString) override {
+        throw LaunchError::url(LaunchError::unsupportedURL);
+        co_return QUrl();
+    }
+    void cancel() override {
+        if (isWaiting())
+            ++cancellations;
+        setWaiting(false);
+    }
+};
 
 } // namespace
 
@@ -262,17 +269,12 @@ private Q_SLOTS:
         QCOMPARE(textOf(harness.find(director, u"statusText"_s)), u"Installed 2.4.1 (2410)"_s);
         QCOMPARE(rowButtons(harness, director),
                  QStringList({u"Open"_s, u"Update to 2.5.0 build 2500"_s, u"Reveal in Finder"_s}));
-        QCOMPARE(textOf(harness.find(creator, u"statusText"_s)),
-                 u"Built into Vantor Director 2.4.1"_s);
-        QCOMPARE(rowButtons(harness, creator),
-                 QStringList({u"Open in VD"_s, u"Reveal in Finder"_s}));
         // The rows follow the store's order.
         QVERIFY(creator->mapToScene({0, 0}).y() > director->mapToScene({0, 0}).y());
         // A newer build of the same version changes only the release: the title follows it.
         fixture.releaseChecker->latest.answerWith(
             AvailableApplicationRelease{u"2.5.0"_s, u"2501"_s, std::nullopt});
-        auto check = harness.store().checkDirectorRelease();
-        QVERIFY(finishes(check));
+        QVERIFY(finishes(harness.store().checkDirectorRelease()));
         QTRY_COMPARE(textOf(harness.find(director, u"updateButton"_s)),
                      u"Update to 2.5.0 build 2501"_s);
 
@@ -466,6 +468,40 @@ private Q_SLOTS:
         QTRY_COMPARE(fixture.workspace->terminated.size(), 1);
         QTRY_VERIFY(!alert->property("visible").toBool());
         QCOMPARE(harness.store().runningUpdatePromptAppID(), std::nullopt);
+    }
+
+    // The sheet of the main window while a sign-in continues in the browser.
+    void browserSignInSheetShowsWhileTheBrowserWaitsAndCancels() {
+        StoreFixture fixture;
+        const auto browser = std::make_shared<WaitingBrowser>();
+        fixture.browserSignIn = browser;
+        fixture.answerStartUp();
+        ViewHarness harness(fixture);
+        QObject* sheet = harness.find(harness.mainWindow()->contentItem(), u"browserSignInSheet"_s);
+        QVERIFY(sheet);
+        QVERIFY(!sheet->property("visible").toBool());
+
+        browser->setWaiting(true);
+        QTRY_VERIFY(sheet->property("opened").toBool());
+        QCOMPARE(sheet->property("title").toString(), u"Continue in your browser"_s);
+        harness.click(qobject_cast<QQuickItem*>(harness.find(sheet, u"cancelSignInButton"_s)));
+        QTRY_VERIFY(!sheet->property("visible").toBool());
+        QCOMPARE(browser->cancellations, 1);
+
+        // A sign-in that ends by itself closes the sheet; nothing more is cancelled.
+        browser->setWaiting(true);
+        QTRY_VERIFY(sheet->property("opened").toBool());
+        browser->setWaiting(false);
+        QTRY_VERIFY(!sheet->property("visible").toBool());
+        QCOMPARE(browser->cancellations, 1);
+
+        // Switching to demo mode ends a sign-in that waits.
+        browser->setWaiting(true);
+        QTRY_VERIFY(sheet->property("opened").toBool());
+        harness.store().setDemoEnabled(true);
+        QVERIFY(finishes(harness.store().start()));
+        QTRY_VERIFY(!sheet->property("visible").toBool());
+        QCOMPARE(browser->cancellations, 2);
     }
 };
 
