@@ -1,3 +1,4 @@
+#include "BundleBuilder.h"
 #include "MemorySecretStore.h"
 #include "StoreDoubles.h"
 #include "TaskOutcome.h"
@@ -182,10 +183,7 @@ private Q_SLOTS:
         QFETCH(int, domain);
         QTemporaryDir home;
         const QString path = home.filePath(u"website-account-snapshot.json"_s);
-        QFile file(path);
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write(document);
-        file.close();
+        writeFile(path, document);
 
         FileAccountSnapshotCache cache(path);
         try {

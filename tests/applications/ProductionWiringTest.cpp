@@ -34,16 +34,11 @@ private Q_SLOTS:
     // trusted for every request of the shared manager; without it the same server is refused.
     void trustsTheAuthoritiesTheConfigurationNames() {
         WebsiteFixture website;
-        QFile authority(m_home.filePath(u"website.pem"_s));
-        QVERIFY(authority.open(QIODevice::WriteOnly));
-        authority.write(website.server().authority().certificatePem());
-        authority.close();
-        QFile file(m_home.filePath(u"endpoints.json"_s));
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write(
-            QJsonDocument(website.website().launcherConfiguration(authority.fileName())).toJson());
-        file.close();
-        LaunchConfiguration configuration = LaunchConfiguration::fromFile(file.fileName());
+        const QString authority = m_home.filePath(u"website.pem"_s);
+        const QString file = m_home.filePath(u"endpoints.json"_s);
+        writeFile(authority, website.server().authority().certificatePem());
+        writeFile(file, QJsonDocument(website.website().launcherConfiguration(authority)).toJson());
+        LaunchConfiguration configuration = LaunchConfiguration::fromFile(file);
 
         const auto check = [](const LaunchConfiguration& configuration) {
             const LaunchCollaborators collaborators =

@@ -1,5 +1,6 @@
 #include "content_packs/ContentStore.h"
 
+#include "BundleBuilder.h"
 #include "PackFixture.h"
 
 #include <QTest>
@@ -9,18 +10,11 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-void write(const QString& path, const QByteArray& content) {
-    QDir().mkpath(QFileInfo(path).path());
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size())
-        qFatal("could not write a fixture file");
-}
-
 // One manifest entry of `pack` whose asset file lies at `file` (created when `exists`).
 QByteArray entry(const QString& id, const QString& pack, const QByteArray& version,
                  const QString& file, bool exists = true) {
     if (exists)
-        write(file, "asset");
+        writeFile(file, "asset");
     return u"{\"id\": \"%1\", \"name\": \"%1\", \"category\": \"c\", \"version\": 1, "
            u"\"contentPackID\": \"%2\", \"installedContentPackVersion\": %3, "
            u"\"localProtectedAssetURL\": \"%4\"}"_s
@@ -84,10 +78,11 @@ private Q_SLOTS:
         QFETCH(QByteArray, version);
         QFETCH(QString, expected);
         const QString store = m_fixture->fallbackStore();
-        write(store + u"/catalog.json"_s,
-              "[" + entry(u"a1"_s, u"coast"_s, "\"0.9\"", store + u"/Packs/coast/a1.vdasset"_s) +
-                  "," + entry(u"a2"_s, u"coast"_s, version, store + u"/Packs/coast/a2.vdasset"_s) +
-                  "]");
+        writeFile(
+            store + u"/catalog.json"_s,
+            "[" + entry(u"a1"_s, u"coast"_s, "\"0.9\"", store + u"/Packs/coast/a1.vdasset"_s) +
+                "," + entry(u"a2"_s, u"coast"_s, version, store + u"/Packs/coast/a2.vdasset"_s) +
+                "]");
         const auto versions = ContentStore::installedPackVersions();
         if (expected.isEmpty())
             QVERIFY(versions.isEmpty());
@@ -97,10 +92,10 @@ private Q_SLOTS:
 
     void onlyEntriesWithTheirAssetFileCount() {
         const QString store = m_fixture->fallbackStore();
-        write(store + u"/catalog.json"_s,
-              "[" + entry(u"a1"_s, u"coast"_s, "\"1.0\"", store + u"/x/a1.vdasset"_s, false) + "," +
-                  entry(u"b1"_s, u"nature"_s, "\"2.0\"", store + u"/x/b1.vdasset"_s) +
-                  ", {\"id\": \"c1\", \"name\": \"c\", \"category\": \"c\", \"version\": 1}]");
+        writeFile(store + u"/catalog.json"_s,
+                  "[" + entry(u"a1"_s, u"coast"_s, "\"1.0\"", store + u"/x/a1.vdasset"_s, false) +
+                      "," + entry(u"b1"_s, u"nature"_s, "\"2.0\"", store + u"/x/b1.vdasset"_s) +
+                      ", {\"id\": \"c1\", \"name\": \"c\", \"category\": \"c\", \"version\": 1}]");
         QCOMPARE(ContentStore::installedPackVersions(),
                  (QHash<QString, QString>{{u"nature"_s, u"2.0"_s}}));
     }
@@ -140,15 +135,16 @@ private Q_SLOTS:
         const QString legacy = m_fixture->fallbackStore();
         const QString container = m_fixture->containerStore();
         QDir().mkpath(m_fixture->path() + u"/Library/Containers/nz.co.halvex.VantorDirector"_s);
-        write(legacy + u"/catalog.json"_s,
-              "[" +
-                  entry(u"a1"_s, u"coast"_s, "\"1.0\"", legacy + u"/Packs/coast/1.0/a1.vdasset"_s) +
-                  "]");
-        write(legacy + u"/Packs/.hidden"_s, "skip");
-        write(container + u"/catalog.json"_s,
-              "[" + entry(u"a1"_s, u"old"_s, "\"0.1\"", container + u"/Packs/old/a1.vdasset"_s) +
-                  "," + entry(u"b1"_s, u"nature"_s, "\"2\"", container + u"/Packs/n/b1.vdasset"_s) +
-                  "]");
+        writeFile(
+            legacy + u"/catalog.json"_s,
+            "[" + entry(u"a1"_s, u"coast"_s, "\"1.0\"", legacy + u"/Packs/coast/1.0/a1.vdasset"_s) +
+                "]");
+        writeFile(legacy + u"/Packs/.hidden"_s, "skip");
+        writeFile(
+            container + u"/catalog.json"_s,
+            "[" + entry(u"a1"_s, u"old"_s, "\"0.1\"", container + u"/Packs/old/a1.vdasset"_s) +
+                "," + entry(u"b1"_s, u"nature"_s, "\"2\"", container + u"/Packs/n/b1.vdasset"_s) +
+                "]");
 
         const QHash<QString, QString> expected{{u"coast"_s, u"1.0"_s}, {u"nature"_s, u"2"_s}};
         QCOMPARE(ContentStore::installedPackVersions(), expected);
@@ -161,9 +157,9 @@ private Q_SLOTS:
                  QUrl::fromLocalFile(container + u"/Packs/coast/1.0/a1.vdasset"_s));
 
         // Nothing records the move: an entry Creator wrote with a colliding id is replaced again.
-        write(container + u"/catalog.json"_s,
-              "[" + entry(u"a1"_s, u"other"_s, "\"9\"", container + u"/Packs/o/a1.vdasset"_s) +
-                  "]");
+        writeFile(container + u"/catalog.json"_s,
+                  "[" + entry(u"a1"_s, u"other"_s, "\"9\"", container + u"/Packs/o/a1.vdasset"_s) +
+                      "]");
         QCOMPARE(ContentStore::installedPackVersions(),
                  (QHash<QString, QString>{{u"coast"_s, u"1.0"_s}}));
     }

@@ -1,3 +1,4 @@
+#include "BundleBuilder.h"
 #include "TestCertificateAuthority.h"
 #include "core/LaunchConfiguration.h"
 #include "core/LaunchError.h"
@@ -8,15 +9,7 @@
 
 using namespace Qt::StringLiterals;
 
-namespace {
-
-void writeFile(const QString& path, const QByteArray& contents) {
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(contents) != contents.size())
-        qFatal("could not write %s", qPrintable(path));
-}
-
-} // namespace
+namespace {} // namespace
 
 class ConfigurationTest : public QObject {
     Q_OBJECT
@@ -63,11 +56,8 @@ private Q_SLOTS:
     void readsDevelopmentConfigurationFile() {
         QTemporaryDir folder;
         const QString path = folder.filePath(u"endpoints.json"_s);
-        QFile file(path);
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write("{\"releaseMetadataURL\": \"https://127.0.0.1:9443/updates/macos.json\", "
-                   "\"catalogueURL\": null, \"unknownKey\": 3}");
-        file.close();
+        writeFile(path, "{\"releaseMetadataURL\": \"https://127.0.0.1:9443/updates/macos.json\", "
+                        "\"catalogueURL\": null, \"unknownKey\": 3}");
 
         const auto configuration = LaunchConfiguration::fromFile(path);
         QCOMPARE(*configuration.releaseMetadataURL,

@@ -214,10 +214,7 @@ private Q_SLOTS:
         QVERIFY(plist.contains('\0'));
         QTemporaryDir folder;
         const QString bundle = folder.filePath(u"Vantor Director.app"_s);
-        QVERIFY(QDir().mkpath(bundle + u"/Contents"_s));
-        QFile file(bundle + u"/Contents/Info.plist"_s);
-        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(plist) == plist.size());
-        file.close();
+        writeFile(bundle + u"/Contents/Info.plist"_s, plist);
 
         // The process survives; the value counts as missing, the rest is still read.
         const auto metadata = readBundleMetadata(QUrl::fromLocalFile(bundle));
@@ -257,10 +254,7 @@ private Q_SLOTS:
         if (encoding != int(QStringConverter::Utf8))
             text.replace(u"encoding=\"UTF-8\""_s, u"encoding=\"UTF-16\""_s);
         QStringEncoder encoder{QStringConverter::Encoding(encoding)};
-        const QByteArray bytes = mark + QByteArray(encoder.encode(text));
-        QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-        QCOMPARE(file.write(bytes), bytes.size());
-        file.close();
+        writeFile(file.fileName(), mark + QByteArray(encoder.encode(text)));
 
         const auto metadata = readBundleMetadata(bundle);
         QVERIFY(metadata);

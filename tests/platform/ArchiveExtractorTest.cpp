@@ -1,3 +1,4 @@
+#include "BundleBuilder.h"
 #include "ZipWriter.h"
 #include "platform/linux/LibarchiveExtractor.h"
 
@@ -138,9 +139,7 @@ private Q_SLOTS:
         QFETCH(qint64, byteCeiling);
         QFETCH(qint64, entryCeiling);
         const QString path = m_folder.filePath(u"given.zip"_s);
-        QFile file(path);
-        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size());
-        file.close();
+        writeFile(path, bytes);
         QVERIFY(!LibarchiveExtractor(byteCeiling, entryCeiling).extract(path, m_destination));
     }
 

@@ -1,3 +1,4 @@
+#include "BundleBuilder.h"
 #include "core/LaunchError.h"
 #include "platform/linux/RenameExchangeReplacement.h"
 
@@ -19,17 +20,12 @@ constexpr int filesPerBundle = 120;
 
 // A bundle whose every file says which version it belongs to, with a link and an executable.
 void writeVersion(const QString& bundle, const QByteArray& version) {
-    QDir().mkpath(bundle + u"/Contents/MacOS"_s);
-    QDir().mkpath(bundle + u"/Contents/Resources"_s);
-    for (int index = 0; index < filesPerBundle; ++index) {
-        QFile file(bundle + u"/Contents/Resources/part-%1"_s.arg(index));
-        if (!file.open(QIODevice::WriteOnly) || file.write(version + QByteArray(8000, '.')) < 0)
-            qFatal("could not write a test bundle");
-    }
-    QFile executable(bundle + u"/Contents/MacOS/run"_s);
-    if (!executable.open(QIODevice::WriteOnly) || executable.write(version) < 0)
-        qFatal("could not write a test bundle");
-    executable.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    for (int index = 0; index < filesPerBundle; ++index)
+        writeFile(bundle + u"/Contents/Resources/part-%1"_s.arg(index),
+                  version + QByteArray(8000, '.'));
+    writeFile(bundle + u"/Contents/MacOS/run"_s, version);
+    QFile::setPermissions(bundle + u"/Contents/MacOS/run"_s,
+                          QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
     QFile::link(u"MacOS"_s, bundle + u"/Contents/Programs"_s);
 }
 

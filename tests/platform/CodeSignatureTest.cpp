@@ -18,12 +18,6 @@ namespace {
 
 const QString identifier = u"nz.co.halvex.VantorDirector"_s;
 
-void write(const QString& path, const QByteArray& bytes) {
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) || file.write(bytes) != bytes.size())
-        qFatal("could not write %s", qPrintable(path));
-}
-
 } // namespace
 
 // A bundle's signature holds only while every sealed file is as it was signed, and only when a
@@ -46,10 +40,10 @@ private Q_SLOTS:
                                {identifier, u"2.5.0"_s, u"2500"_s});
         const QDir contents(m_bundle.toLocalFile() + u"/Contents"_s);
         QVERIFY(contents.mkpath(u"Frameworks/Kit.framework/Versions/A"_s));
-        write(contents.filePath(u"Frameworks/Kit.framework/Versions/A/Kit"_s), "library");
+        writeFile(contents.filePath(u"Frameworks/Kit.framework/Versions/A/Kit"_s), "library");
         QVERIFY(
             QFile::link(u"A"_s, contents.filePath(u"Frameworks/Kit.framework/Versions/Current"_s)));
-        write(contents.filePath(u"Resources.dat"_s), QByteArray(3 << 20, 'r'));
+        writeFile(contents.filePath(u"Resources.dat"_s), QByteArray(3 << 20, 'r'));
     }
 
     void identifiesTheSignerOfAnUntouchedBundle() {
@@ -65,13 +59,13 @@ private Q_SLOTS:
     void anyChangeAfterSigningInvalidates_data() {
         QTest::addColumn<BundleChange>("change");
         QTest::newRow("changed file") << BundleChange([](const QDir& bundle) {
-            write(bundle.filePath(u"Contents/Resources.dat"_s), QByteArray(3 << 20, 's'));
+            writeFile(bundle.filePath(u"Contents/Resources.dat"_s), QByteArray(3 << 20, 's'));
         });
         QTest::newRow("added file") << BundleChange([](const QDir& bundle) {
-            write(bundle.filePath(u"Contents/MacOS/extra"_s), "#!/bin/sh\n");
+            writeFile(bundle.filePath(u"Contents/MacOS/extra"_s), "#!/bin/sh\n");
         });
         QTest::newRow("added file beside the signature") << BundleChange([](const QDir& bundle) {
-            write(bundle.filePath(u"Contents/_CodeSignature/notes"_s), "x");
+            writeFile(bundle.filePath(u"Contents/_CodeSignature/notes"_s), "x");
         });
         QTest::newRow("missing file") << BundleChange([](const QDir& bundle) {
             QFile::remove(bundle.filePath(u"Contents/Frameworks/Kit.framework/Versions/A/Kit"_s));
@@ -89,7 +83,7 @@ private Q_SLOTS:
         QTest::newRow("seal rewritten") << BundleChange([](const QDir& bundle) {
             auto seal = BundleSeal::ofBundle(bundle.path(), identifier);
             seal->items.erase("Contents/Resources.dat");
-            write(bundle.filePath(QLatin1String(BundleSeal::sealPath)), seal->serialize());
+            writeFile(bundle.filePath(QLatin1String(BundleSeal::sealPath)), seal->serialize());
         });
         QTest::newRow("signature missing") << BundleChange([](const QDir& bundle) {
             QFile::remove(bundle.filePath(QLatin1String(BundleSeal::signaturePath)));

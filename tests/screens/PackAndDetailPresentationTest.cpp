@@ -1,5 +1,6 @@
 #include "AppDetailProfile.h"
 #include "AppScreenshots.h"
+#include "BundleBuilder.h"
 #include "PackPresentation.h"
 #include "StoreDoubles.h"
 
@@ -166,11 +167,7 @@ private Q_SLOTS:
         const QString shipped = AppDetailProfiles::director().screenshotNames.constFirst();
         writeImage(assets + shipped, QSize(4, 3));
         writeImage(assets + u"only-inside.png"_s, QSize(5, 2));
-        writeImage(assets + u"broken.png"_s, QSize(1, 1));
-        QFile broken(assets + u"broken.png"_s);
-        QVERIFY(broken.open(QIODevice::WriteOnly | QIODevice::Truncate));
-        broken.write("not an image");
-        broken.close();
+        writeFile(assets + u"broken.png"_s, "not an image");
 
         // Present in both places: the launcher's copy.
         const QSize launcherCopy = AppScreenshots::load(shipped, {}).size();

@@ -1,5 +1,6 @@
 #include "AppDetailProfile.h"
 #include "ArtworkCache.h"
+#include "BundleBuilder.h"
 #include "ViewHarness.h"
 
 #include <QImage>
@@ -183,10 +184,7 @@ private Q_SLOTS:
         image.fill(Qt::darkCyan);
         QVERIFY(image.save(good));
         const QString garbage = fixture.folder.filePath(u"garbage.png"_s);
-        QFile file(garbage);
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write("not an image at all");
-        file.close();
+        writeFile(garbage, "not an image at all");
         const QUrl missing = QUrl::fromLocalFile(fixture.folder.filePath(u"missing.png"_s));
         fixture.answerStartUp({fixture.director(), fixture.creator()},
                               {packWithArtwork(u"good"_s, QUrl::fromLocalFile(good)),

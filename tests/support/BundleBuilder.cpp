@@ -34,13 +34,14 @@ QByteArray propertyList(const BundleSpec& spec) {
     return bytes;
 }
 
+} // namespace
+
 void writeFile(const QString& path, const QByteArray& bytes) {
+    QDir().mkpath(QFileInfo(path).path());
     QFile file(path);
     if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) || file.write(bytes) != bytes.size())
-        throw std::runtime_error("could not write a test bundle file");
+        throw std::runtime_error("could not write " + path.toStdString());
 }
-
-} // namespace
 
 QUrl writeBundle(const QString& folder, const QString& name, const BundleSpec& spec) {
     const QString bundle = QDir(folder).filePath(name);

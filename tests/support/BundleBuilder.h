@@ -16,5 +16,8 @@ struct BundleSpec {
     QString script = QStringLiteral("exec sleep 600\n");
 };
 
+// Writes (or replaces) a file with its folders; throws when it cannot.
+void writeFile(const QString& path, const QByteArray& bytes);
+
 // Creates (or replaces) the bundle at folder/name and returns its URL.
 QUrl writeBundle(const QString& folder, const QString& name, const BundleSpec& spec);

@@ -1,5 +1,6 @@
 #include "WebsiteFixture.h"
 
+#include "BundleBuilder.h"
 #include "account/WebsiteResponses.h"
 
 #include <QDirIterator>
@@ -24,13 +25,8 @@ WebsiteFixture::WebsiteFixture(SampleWebsite::Options options,
             QDir().mkpath(QFileInfo(target).path());
             QFile::copy(files.filePath(), target);
         }
-        for (auto document = documents.begin(); document != documents.end(); ++document) {
-            QFile file(m_data.filePath(document.key()));
-            QDir().mkpath(QFileInfo(file).path());
-            if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) ||
-                file.write(document.value()) != document.value().size())
-                qFatal("could not write the website's %s", qPrintable(document.key()));
-        }
+        for (auto document = documents.begin(); document != documents.end(); ++document)
+            writeFile(m_data.filePath(document.key()), document.value());
         options.dataFolder = m_data.path();
     }
     m_website = std::make_unique<SampleWebsite>(*m_server, options);

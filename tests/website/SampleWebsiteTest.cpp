@@ -1,5 +1,6 @@
 #include "SampleWebsite.h"
 
+#include "BundleBuilder.h"
 #include "WebsiteFixture.h"
 
 #include <QElapsedTimer>
@@ -60,10 +61,7 @@ private Q_SLOTS:
     void cleanup() { m_site.reset(); }
 
     void publishesTheReleaseWithAbsoluteAddresses() {
-        QFile archive(m_updates.filePath(u"VantorDirector-2.5.0.zip"_s));
-        QVERIFY(archive.open(QIODevice::WriteOnly));
-        archive.write(QByteArray(70000, 'z'));
-        archive.close();
+        writeFile(m_updates.filePath(u"VantorDirector-2.5.0.zip"_s), QByteArray(70000, 'z'));
         startWebsite();
 
         const QJsonObject release =
