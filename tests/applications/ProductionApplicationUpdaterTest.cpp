@@ -47,6 +47,17 @@ QString signedRelease(UpdateFixture& fixture) {
     return fixture.buildRelease(UpdateFixture::releaseSpec());
 }
 
+using Signer = TestCertificateAuthority::Issued SigningFixture::*;
+
+// Publishes a bundle of this spec, signed by signer (none: unsigned) with this identifier.
+Scenario publishingRelease(BundleSpec spec, Signer signer = &SigningFixture::developerA,
+                           QString identifier = UpdateFixture::directorID) {
+    return publishingBundle([=](UpdateFixture& fixture) {
+        return fixture.buildRelease(u"release"_s, u"Vantor Director.app"_s, spec,
+                                    signer ? &(fixture.signing.*signer) : nullptr, identifier);
+    });
+}
+
 } // namespace
 
 // The verified updater against a real HTTPS server, real archives, real signatures and a real
@@ -161,25 +172,17 @@ private Q_SLOTS:
                })
             << text(Error::invalidArchive) << 1;
 
-        QTest::newRow("shorter version") << publishingBundle([](UpdateFixture& fixture) {
-            return fixture.buildRelease(UpdateFixture::releaseSpec(u"2.5"_s));
-        }) << text(Error::unexpectedVersion)
-                                         << 1;
-        QTest::newRow("other build") << publishingBundle([](UpdateFixture& fixture) {
-            return fixture.buildRelease(UpdateFixture::releaseSpec(u"2.5.0"_s, u"2499"_s));
-        }) << text(Error::unexpectedVersion)
-                                     << 1;
-        QTest::newRow("no build in the bundle") << publishingBundle([](UpdateFixture& fixture) {
-            BundleSpec spec = UpdateFixture::releaseSpec();
-            spec.build.reset();
-            return fixture.buildRelease(spec);
-        }) << text(Error::unexpectedVersion) << 1;
+        QTest::newRow("shorter version") << publishingRelease(UpdateFixture::releaseSpec(u"2.5"_s))
+                                         << text(Error::unexpectedVersion) << 1;
+        QTest::newRow("other build")
+            << publishingRelease(UpdateFixture::releaseSpec(u"2.5.0"_s, u"2499"_s))
+            << text(Error::unexpectedVersion) << 1;
+        QTest::newRow("no build in the bundle")
+            << publishingRelease(BundleSpec{UpdateFixture::directorID, u"2.5.0"_s, std::nullopt})
+            << text(Error::unexpectedVersion) << 1;
 
-        QTest::newRow("unsigned") << publishingBundle([](UpdateFixture& fixture) {
-            return fixture.buildRelease(u"release"_s, u"Vantor Director.app"_s,
-                                        UpdateFixture::releaseSpec(), nullptr);
-        }) << text(Error::invalidSignature)
-                                  << 1;
+        QTest::newRow("unsigned") << publishingRelease(UpdateFixture::releaseSpec(), nullptr)
+                                  << text(Error::invalidSignature) << 1;
         QTest::newRow("changed after signing") << publishingBundle([](UpdateFixture& fixture) {
             const QString bundle = signedRelease(fixture);
             QFile script(bundle + u"/Contents/MacOS/launcher-test-app"_s);
@@ -193,16 +196,13 @@ private Q_SLOTS:
             fixture.publishBundle(signedRelease(fixture));
             return fixture.release();
         }) << text(Error::invalidSignature) << 1;
-        QTest::newRow("other team") << publishingBundle([](UpdateFixture& fixture) {
-            return fixture.buildRelease(u"release"_s, u"Vantor Director.app"_s,
-                                        UpdateFixture::releaseSpec(), &fixture.signing.developerB);
-        }) << text(Error::signingIdentityMismatch)
-                                    << 1;
-        QTest::newRow("foreign signing identifier") << publishingBundle([](UpdateFixture& fixture) {
-            return fixture.buildRelease(u"release"_s, u"Vantor Director.app"_s,
-                                        UpdateFixture::releaseSpec(), &fixture.signing.developerA,
-                                        u"com.example.Other"_s);
-        }) << text(Error::signingIdentityMismatch) << 1;
+        QTest::newRow("other team")
+            << publishingRelease(UpdateFixture::releaseSpec(), &SigningFixture::developerB)
+            << text(Error::signingIdentityMismatch) << 1;
+        QTest::newRow("foreign signing identifier")
+            << publishingRelease(UpdateFixture::releaseSpec(), &SigningFixture::developerA,
+                                 u"com.example.Other"_s)
+            << text(Error::signingIdentityMismatch) << 1;
     }
 
     void refusesAndLeavesTheInstalledCopy() {
