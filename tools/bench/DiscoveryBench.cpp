@@ -99,7 +99,7 @@ int main(int argc, char* argv[]) {
     report("main thread before the worker", synchronous);
     report("longest event-loop gap during it", gaps);
     report("shell: grep over every Info.plist", shell);
-    // No goal was set for the time itself; what matters is that the main thread stays free.
+    // Discovery has no time goal: what matters is that it leaves the main thread free.
     BenchBundles::printSummary(
         "discovery", median(wall) / median(shell), "grep over every Info.plist",
         QString::asprintf("none set; main thread busy %.2f ms, longest gap %.1f ms",
