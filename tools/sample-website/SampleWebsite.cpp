@@ -189,11 +189,11 @@ SampleWebsite::SampleWebsite(HttpsTestServer& server, Options options)
         if (!content.open(QIODevice::ReadOnly))
             throw std::runtime_error("the sample website cannot read " + filePath.toStdString());
         const QString path = u"/files/"_s + QDir(filesFolder).relativeFilePath(filePath);
-        state.files.insert(
-            path,
-            {path, content.size(),
-             QString::fromLatin1(
-                 QCryptographicHash::hash(content.readAll(), QCryptographicHash::Sha256).toHex())});
+        // Hashed as it is read: a large asset never sits in memory whole.
+        QCryptographicHash digest(QCryptographicHash::Sha256);
+        digest.addData(&content);
+        state.files.insert(path,
+                           {path, content.size(), QString::fromLatin1(digest.result().toHex())});
         const QString suffix = QFileInfo(filePath).suffix();
         file(path, filePath,
              suffix == u"jpg"_s   ? "image/jpeg"
