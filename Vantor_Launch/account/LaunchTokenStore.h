@@ -2,6 +2,7 @@
 
 #include "account/LaunchTokens.h"
 #include "account/SerialTurns.h"
+#include "core/LaunchConfiguration.h"
 #include "platform/SecretStore.h"
 
 #include <QCoroTask>
@@ -15,7 +16,7 @@
 class LaunchTokenStore {
 public:
     static inline const QString productionService =
-        QStringLiteral("nz.co.halvex.VantorLaunch.website-session");
+        LaunchConfiguration::productionSecretStoreService;
     static inline const QString productionAccount = QStringLiteral("current");
 
     LaunchTokenStore(std::shared_ptr<SecretStore> secrets, QString service = productionService,

@@ -47,12 +47,13 @@ QCoro::Task<bool> downloadToFile(std::shared_ptr<QNetworkAccessManager> network,
         if (stop == Stop::none &&
             !isSuccess(reply->attribute(QNetworkRequest::HttpStatusCodeAttribute))) {
             stop = Stop::refusedStatus;
-            // Qt ends a reply with an HTTP error itself once its body is read.
-            if (reply->error() == QNetworkReply::NoError)
-                reply->abort();
+            // Not from inside the reply's own signal: aborting there emits finished() and an
+            // error while Qt still delivers this body, and Qt then reports its own error again.
+            QMetaObject::invokeMethod(reply.get(), &QNetworkReply::abort, Qt::QueuedConnection);
         }
         if (stop != Stop::none) {
-            reply->readAll();
+            if (reply->isOpen())
+                reply->readAll();
             return;
         }
         while (reply->bytesAvailable() > 0) {

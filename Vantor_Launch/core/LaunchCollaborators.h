@@ -16,6 +16,7 @@
 #include "platform/Workspace.h"
 
 #include <QDateTime>
+#include <QNetworkAccessManager>
 #include <QSettings>
 #include <functional>
 #include <memory>
@@ -40,6 +41,9 @@ struct LaunchCollaborators {
     std::shared_ptr<DistributedNotifier> notifier;
     // The production provider's sign-in window, which the store lets the user cancel.
     std::shared_ptr<BrowserSignIn> browserSignIn;
+    // The one connection manager of the website's services, with their trust settings; the
+    // views load the catalogue's artwork through it too.
+    std::shared_ptr<QNetworkAccessManager> network;
     std::function<std::shared_ptr<WebsiteAccountProviding>(Launch::DemoScenario)>
         makeDemoAccountProvider;
 

@@ -117,6 +117,11 @@ LaunchConfiguration LaunchConfiguration::fromDocument(const JsonObject& document
     if (document.raw().contains("authenticationCallbackScheme"))
         configuration.authenticationCallbackScheme =
             document.optionalString("authenticationCallbackScheme");
+    if (const auto service = document.optionalString("secretStoreService")) {
+        if (service->isEmpty())
+            throw LaunchError::decoding(u"The secret store service name is empty."_s);
+        configuration.secretStoreService = *service;
+    }
     // Only fromFile knows where relative certificate paths start, so it reads them; a list of the
     // wrong shape is refused here all the same.
     document.optionalStrings(trustedCertificateAuthoritiesKey);

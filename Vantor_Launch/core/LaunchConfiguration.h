@@ -36,12 +36,18 @@ struct LaunchConfiguration {
     std::optional<QUrl> contentDetailsURL;
     std::optional<QUrl> supportURL;
     std::optional<QUrl> privacyURL;
+    // The secret-store item that keeps the website session. A sample or development website gets
+    // an item of its own, so that its sessions never replace the user's real one.
+    QString secretStoreService = productionSecretStoreService;
 
     // Development trust, empty in production: PEM certificates read from the files that the
     // configuration file names. HTTPS trusts these authorities besides the system's; bundle
     // signatures trust these anchors besides the system's and the build's.
     QList<QByteArray> trustedCertificateAuthorities;
     QList<QByteArray> codeSigningAnchors;
+
+    static inline const QString productionSecretStoreService =
+        QStringLiteral("nz.co.halvex.VantorLaunch.website-session");
 
     static LaunchConfiguration production();
 

@@ -46,10 +46,13 @@ LaunchCollaborators LaunchCollaborators::production(const LaunchConfiguration& c
     // One manager for every service that talks to the website: it holds the trust settings and
     // the connections they share.
     const auto network = makeNetworkAccess(configuration.trustedCertificateAuthorities);
+    collaborators.network = network;
 
     collaborators.browserSignIn = PlatformServices::makeBrowserSignIn();
     collaborators.productionAccountProvider = std::make_shared<ProductionWebsiteAccountProvider>(
-        configuration, std::make_shared<LaunchTokenStore>(PlatformServices::makeSecretStore()),
+        configuration,
+        std::make_shared<LaunchTokenStore>(PlatformServices::makeSecretStore(),
+                                           configuration.secretStoreService),
         collaborators.browserSignIn, network, collaborators.now);
     collaborators.snapshotCache = std::make_shared<FileAccountSnapshotCache>();
 

@@ -1,3 +1,4 @@
+#include "ArtworkCache.h"
 #include "LauncherApp.h"
 #include "PanelLocationChooser.h"
 #include "QmlEngineSetup.h"
@@ -100,6 +101,7 @@ int main(int argc, char* argv[]) {
     // One user-defaults object for the process: the store's remembered locations and the tray
     // setting live in the same file.
     const std::shared_ptr<QSettings> settings = collaborators.settings;
+    ArtworkCache::shared().setNetworkAccess(collaborators.network);
     LaunchStore store(std::move(collaborators));
     store.setDemoEnabled(parser.isSet(demoOption));
     store.setDemoScenario(*scenario);

@@ -27,7 +27,8 @@ QImage decodeBounded(const QByteArray& body) {
 } // namespace
 
 ArtworkCache::ArtworkCache(QObject* parent)
-    : QObject(parent) {
+    : QObject(parent)
+    , m_network(std::make_shared<QNetworkAccessManager>()) {
     // Cost in kilobytes: about 96 MB of decoded artwork.
     m_images.setMaxCost(96 * 1024);
 }
@@ -36,6 +37,11 @@ ArtworkCache& ArtworkCache::shared() {
     // Lives as long as the application, on the main thread.
     static ArtworkCache* cache = new ArtworkCache(qApp);
     return *cache;
+}
+
+void ArtworkCache::setNetworkAccess(std::shared_ptr<QNetworkAccessManager> network) {
+    if (network)
+        m_network = std::move(network);
 }
 
 std::optional<QImage> ArtworkCache::image(const QUrl& url) {
@@ -63,7 +69,7 @@ void ArtworkCache::load(const QUrl& url) {
     request.setAttribute(QNetworkRequest::RedirectPolicyAttribute,
                          QNetworkRequest::NoLessSafeRedirectPolicy);
     request.setTransferTimeout(30'000);
-    QNetworkReply* reply = m_network.get(request);
+    QNetworkReply* reply = m_network->get(request);
     connect(reply, &QNetworkReply::downloadProgress, reply, [reply](qint64 received, qint64) {
         if (received > maximumBody)
             reply->abort();

@@ -7,6 +7,7 @@
 #include <QObject>
 #include <QSet>
 #include <QUrl>
+#include <memory>
 
 // Pack artwork, downloaded and decoded away from the main thread and kept in memory for the
 // session, so that the overview's tiles and the pack detail share one download. Artwork comes
@@ -25,6 +26,9 @@ public:
     // later with finished(). A URL that failed is not tried again in this session.
     std::optional<QImage> image(const QUrl& url);
     bool hasFailed(const QUrl& url) const { return m_failed.contains(url); }
+    // Artwork comes from the website's hosts: load it with the website services' own manager,
+    // which trusts what they trust.
+    void setNetworkAccess(std::shared_ptr<QNetworkAccessManager> network);
 
 Q_SIGNALS:
     // The image is in the cache, or failed (then `image` is null).
@@ -36,7 +40,7 @@ private:
     void decode(const QUrl& url, const QByteArray& body);
     void fail(const QUrl& url);
 
-    QNetworkAccessManager m_network;
+    std::shared_ptr<QNetworkAccessManager> m_network;
     QCache<QUrl, QImage> m_images;
     QSet<QUrl> m_loading;
     QSet<QUrl> m_failed;

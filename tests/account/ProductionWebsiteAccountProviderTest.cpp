@@ -342,6 +342,13 @@ private Q_SLOTS:
         QCOMPARE(SchemeHandlerRegistration::withDefaultHandler(before, u"vantor-launch"_s), after);
     }
 
+    void registrationNamesTheLauncherAsXdgOpenReadsIt() {
+        QCOMPARE(SchemeHandlerRegistration::execProgram(u"/opt/vantor/bin/vantor-launcher"_s),
+                 u"/opt/vantor/bin/vantor-launcher"_s);
+        QCOMPARE(SchemeHandlerRegistration::execProgram(u"/home/a b/$x\"q\\"_s),
+                 u"\"/home/a b/\\$x\\\"q\\\\\""_s);
+    }
+
     void cancelledSignInSendsNothing() {
         bool opened = false;
         const auto signIn = std::make_shared<LinuxBrowserSignIn>(

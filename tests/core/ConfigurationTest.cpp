@@ -57,13 +57,17 @@ private Q_SLOTS:
         QTemporaryDir folder;
         const QString path = folder.filePath(u"endpoints.json"_s);
         writeFile(path, "{\"releaseMetadataURL\": \"https://127.0.0.1:9443/updates/macos.json\", "
-                        "\"catalogueURL\": null, \"unknownKey\": 3}");
+                        "\"catalogueURL\": null, \"unknownKey\": 3, \"secretStoreService\": "
+                        "\"sample\"}");
 
         const auto configuration = LaunchConfiguration::fromFile(path);
         QCOMPARE(*configuration.releaseMetadataURL,
                  QUrl(u"https://127.0.0.1:9443/updates/macos.json"_s));
         QVERIFY(!configuration.catalogueURL);
         QCOMPARE(configuration.supportURL, LaunchConfiguration::production().supportURL);
+        QCOMPARE(configuration.secretStoreService, u"sample"_s);
+        QCOMPARE(LaunchConfiguration::production().secretStoreService,
+                 u"nz.co.halvex.VantorLaunch.website-session"_s);
 
         QVERIFY_THROWS_EXCEPTION(LaunchError,
                                  LaunchConfiguration::fromFile(folder.filePath(u"absent"_s)));
@@ -103,6 +107,8 @@ private Q_SLOTS:
         QTest::newRow("too large")
             << anchors << authority.certificatePem().repeated(2 * 1024 * 1024 / 1000)
             << u"is too large"_s;
+        QTest::newRow("empty secret store service")
+            << QByteArray("{\"secretStoreService\": \"\"}") << QByteArray() << QString();
         QTest::newRow("not a list") << QByteArray("{\"codeSigningAnchors\": \"ca.pem\"}")
                                     << authority.certificatePem() << QString();
     }

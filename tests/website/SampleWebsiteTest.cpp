@@ -118,6 +118,30 @@ private Q_SLOTS:
         QCOMPARE(get(u"/v1/launch/account"_s, access).status, 401);
     }
 
+    // The sample run's website restarts with each run; a signed-in launcher stays signed in.
+    void rememberedSessionsOutliveARestartWithoutKeepingTokens() {
+        QTemporaryDir state;
+        SampleWebsite::Options remembering;
+        remembering.sessionsFile = state.filePath(u"sessions.json"_s);
+        startWebsite(remembering);
+        const QJsonObject tokens = signIn();
+        const QJsonObject refresh{{u"refreshToken"_s, tokens.value(u"refreshToken"_s)}};
+        QFile file(remembering.sessionsFile);
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        const QByteArray saved = file.readAll();
+        QVERIFY(!saved.contains(tokens.value(u"refreshToken"_s).toString().toUtf8()));
+        QVERIFY(!saved.contains(tokens.value(u"accessToken"_s).toString().toUtf8()));
+
+        startWebsite(remembering);
+        QCOMPARE(get(u"/v1/launch/account"_s, tokens.value(u"accessToken"_s).toString()).status,
+                 200);
+        const QJsonObject renewed = post(u"/v1/launch/token/refresh"_s, refresh).object();
+        QVERIFY(renewed.contains(u"accessToken"_s));
+        QCOMPARE(post(u"/v1/launch/token/refresh"_s, refresh).status, 401);
+        QCOMPARE(get(u"/v1/launch/account"_s, renewed.value(u"accessToken"_s).toString()).status,
+                 200);
+    }
+
     void faultSwitchesFromTheCommandLine_data() {
         QTest::addColumn<QStringList>("failures");
         QTest::addColumn<QStringList>("drops");

@@ -3,9 +3,12 @@
 #include <QDir>
 #include <QFile>
 #include <QString>
+#include <cstdio>
+#include <string>
 #include <sys/resource.h>
 
-// Minimal application bundles and a CPU clock for the benchmarks.
+// Minimal application bundles, a CPU clock, the memory meter and the summary line of the
+// benchmarks.
 namespace BenchBundles {
 
 inline void writeBundle(const QString& folder, const QString& name, const QString& identifier,
@@ -37,6 +40,41 @@ inline double cpuMilliseconds() {
     getrusage(RUSAGE_SELF, &usage);
     return (usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) * 1e3 +
            (usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e3;
+}
+
+// User plus system CPU time of the children this process has waited for, in milliseconds.
+inline double childrenCpuMilliseconds() {
+    rusage usage{};
+    getrusage(RUSAGE_CHILDREN, &usage);
+    return (usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) * 1e3 +
+           (usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e3;
+}
+
+// Peak resident memory of this process since it started or since the last reset, in MB.
+inline double peakResidentMegabytes() {
+    QFile status(QStringLiteral("/proc/self/status"));
+    if (!status.open(QIODevice::ReadOnly))
+        return -1;
+    for (const QByteArray& line : status.readAll().split('\n')) {
+        if (line.startsWith("VmHWM:"))
+            return line.mid(6).trimmed().split(' ').value(0).toLongLong() / 1024.0;
+    }
+    return -1;
+}
+
+inline void resetPeakResident() {
+    QFile clear(QStringLiteral("/proc/self/clear_refs"));
+    if (clear.open(QIODevice::WriteOnly))
+        clear.write("5");
+}
+
+// The line that tools/bench/run.sh gathers from every benchmark: what was measured against what
+// the shell does, the goal, peak memory and the absolute times.
+inline void printSummary(const char* name, double ratio, const std::string& baseline,
+                         const std::string& goal, double peakMegabytes, const std::string& times) {
+    std::printf("summary: %-13s ratio %.3g against %s (goal: %s); peak memory %.1f MB; %s\n", name,
+                ratio, baseline.c_str(), goal.c_str(), peakMegabytes, times.c_str());
+    std::fflush(stdout);
 }
 
 } // namespace BenchBundles

@@ -1,11 +1,14 @@
 // The verified update of a large release, end to end (HTTPS download, unpacking, signature and
 // seal check of both copies, atomic replacement), against the same steps done by curl, unzip,
-// openssl cms -verify and sha256sum in a shell, in the same run on the same files.
+// openssl cms -verify and sha256sum in a shell, in the same run on the same files. The sample
+// website publishes the release; the launcher's release check reads where to download it.
 // Usage: updater_bench [megabytes=300] [runs=3]
+#include "BenchBundles.h"
+#include "BenchWebsite.h"
 #include "BundleBuilder.h"
-#include "HttpsTestServer.h"
 #include "SigningFixture.h"
 #include "ZipWriter.h"
+#include "applications/DirectorReleaseChecker.h"
 #include "applications/ProductionApplicationUpdater.h"
 #include "platform/linux/CmsCodeSignature.h"
 #include "platform/linux/LibarchiveExtractor.h"
@@ -74,22 +77,6 @@ QString writeSums(const QString& bundle, const QString& sumsFile) {
     return sumsFile;
 }
 
-qint64 peakResidentKilobytes() {
-    QFile status(u"/proc/self/status"_s);
-    status.open(QIODevice::ReadOnly);
-    for (const QByteArray& line : status.readAll().split('\n')) {
-        if (line.startsWith("VmHWM:"))
-            return line.mid(6).trimmed().split(' ').value(0).toLongLong();
-    }
-    return -1;
-}
-
-void resetPeakResident() {
-    QFile clear(u"/proc/self/clear_refs"_s);
-    if (clear.open(QIODevice::WriteOnly))
-        clear.write("5");
-}
-
 void copyTree(const QString& from, const QString& to) {
     QDir(to).removeRecursively();
     QProcess::execute(u"cp"_s, {u"-a"_s, from, to});
@@ -110,7 +97,6 @@ int main(int argc, char* argv[]) {
     QTemporaryDir root(QDir::currentPath() + u"/updater-bench-XXXXXX"_s);
     const QString work = root.path();
     SigningFixture signing;
-    HttpsTestServer server;
 
     std::printf("Preparing a %lld MB release...\n", megabytes);
     const QString pristine = work + u"/pristine/Vantor Director.app"_s;
@@ -124,30 +110,40 @@ int main(int argc, char* argv[]) {
                 {identifier, u"2.5.0"_s, u"2500"_s});
     fillBundle(release, megabytes);
     SigningFixture::sign(QUrl::fromLocalFile(release), identifier, signing.developerA);
-    const QString archive = work + u"/director.zip"_s;
+    const QString data = work + u"/website"_s;
+    const QString archive = data + u"/updates/VantorDirector-2.5.0.zip"_s;
+    QDir().mkpath(data + u"/updates"_s);
     {
         ZipWriter zip(archive);
         zip.addTree(release, "Vantor Director.app");
     }
     const QString sums = writeSums(release, work + u"/release.sha256"_s);
+    BenchWebsite::writeDocuments(
+        data, {}, BenchWebsite::Release{u"2.5.0"_s, 2500, QFileInfo(archive).fileName()});
+    const BenchWebsite::Site site(data, work);
     const QString authorityFile = work + u"/authority.pem"_s;
     {
-        QFile pem(authorityFile);
-        pem.open(QIODevice::WriteOnly);
-        pem.write(signing.authority.certificatePem() + server.authority().certificatePem());
+        QFile website(site.authorityPath);
+        website.open(QIODevice::ReadOnly);
+        BenchWebsite::writeFile(authorityFile,
+                                signing.authority.certificatePem() + website.readAll());
     }
-    HttpsTestServer::Response response(200, {}, "application/zip");
-    response.filePath = archive;
-    server.reply(u"GET"_s, u"/director.zip"_s, response);
-    const QUrl url = server.url(u"/director.zip"_s);
-    std::printf("Archive: %.1f MB\n", double(QFileInfo(archive).size()) / (1 << 20));
+    const auto network = site.makeNetworkAccess();
+    DirectorReleaseChecker releaseCheck(*site.configuration.releaseMetadataURL, network);
+    const std::optional<AvailableApplicationRelease> published =
+        QCoro::waitFor(releaseCheck.latestRelease());
+    if (!published || !published->downloadURL)
+        qFatal("the sample website publishes no release");
+    const QUrl url = *published->downloadURL;
+    std::printf("Archive: %.1f MB at %s\n", double(QFileInfo(archive).size()) / (1 << 20),
+                qPrintable(url.toString()));
 
     const QString installed = work + u"/Applications/Vantor Director.app"_s;
     QDir().mkpath(work + u"/Applications"_s);
     QDir().mkpath(work + u"/tmp"_s);
     const auto workspace = std::make_shared<LinuxWorkspace>();
     ProductionApplicationUpdater updater(
-        {server.makeNetworkAccess(), workspace, std::make_shared<LibarchiveExtractor>(),
+        {network, workspace, std::make_shared<LibarchiveExtractor>(),
          std::make_shared<CmsCodeSignature>(QList<QByteArray>{signing.authority.certificatePem()},
                                             false),
          std::make_shared<RenameExchangeReplacement>()},
@@ -168,12 +164,12 @@ rm -rf "$T"
 )"_s;
 
     QList<double> ours, shell, shellFlushed;
-    qint64 ourPeak = 0;
+    double ourPeak = 0;
     qint64 longestGap = 0;
     for (int run = 0; run < runs; ++run) {
         copyTree(pristine, installed);
         QProcess::execute(u"sync"_s, {});
-        resetPeakResident();
+        BenchBundles::resetPeakResident();
         QElapsedTimer sinceTick;
         QTimer ticker;
         ticker.setInterval(1);
@@ -187,12 +183,11 @@ rm -rf "$T"
         ticker.start();
         bool failed = false;
         // Named, so that the captures outlive the coroutine.
-        const AvailableApplicationRelease published{u"2.5.0"_s, u"2500"_s, url};
         const QUrl installedURL = QUrl::fromLocalFile(installed);
         const QStringList identifiers{identifier};
         const auto update = [&]() -> QCoro::Task<> {
             try {
-                co_await updater.installUpdate(published, installedURL, identifiers);
+                co_await updater.installUpdate(*published, installedURL, identifiers);
             } catch (const std::exception& error) {
                 std::fprintf(stderr, "update failed: %s\n", error.what());
                 failed = true;
@@ -203,7 +198,7 @@ rm -rf "$T"
             QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
         ticker.stop();
         ours.append(timer.nsecsElapsed() / 1e9);
-        ourPeak = std::max(ourPeak, peakResidentKilobytes());
+        ourPeak = std::max(ourPeak, BenchBundles::peakResidentMegabytes());
         if (failed)
             return 1;
 
@@ -220,7 +215,7 @@ rm -rf "$T"
         shellRun.setProcessChannelMode(QProcess::ForwardedChannels);
         timer.restart();
         shellRun.start(u"sh"_s, {u"-c"_s, script});
-        // The server answers from this process's event loop-free thread; waiting here is fine.
+        // The website answers from its own thread; waiting here is fine.
         shellRun.waitForFinished(-1);
         shell.append(timer.nsecsElapsed() / 1e9);
         if (shellRun.exitCode() != 0) {
@@ -241,8 +236,16 @@ rm -rf "$T"
                 median(ours), median(shell));
     std::printf("ratio updater/shell: %.2f (goal <= 1.3); against shell then sync: %.2f\n",
                 median(ours) / median(shell), median(ours) / median(shellFlushed));
-    std::printf("updater peak memory (whole process, server included): %.1f MB (goal < 100 MB)\n",
-                double(ourPeak) / 1024);
+    std::printf("updater peak memory (whole process, website included): %.1f MB (goal < 100 MB)\n",
+                ourPeak);
     std::printf("longest main-thread stall during the update: %.1f ms\n", longestGap / 1e6);
+    BenchBundles::printSummary(
+        "updater", median(ours) / median(shell), "curl, unzip, openssl cms, sha256sum, mv",
+        "<= 1.3, memory < 100 MB", ourPeak,
+        QString::asprintf("updater %.2f s, shell %.2f s, shell then sync %.2f s (%lld MB, median "
+                          "of %d)",
+                          median(ours), median(shell), median(shellFlushed),
+                          static_cast<long long>(megabytes), runs)
+            .toStdString());
     return 0;
 }

@@ -1,12 +1,14 @@
 #include "SampleWebsite.h"
 
 #include <QCryptographicHash>
+#include <QDateTime>
 #include <QDir>
 #include <QDirIterator>
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QRandomGenerator>
+#include <QSaveFile>
 #include <QUrlQuery>
 #include <algorithm>
 #include <chrono>
@@ -81,12 +83,18 @@ QString percentEncoded(const QString& text) {
     return QString::fromLatin1(QUrl::toPercentEncoding(text));
 }
 
+QByteArray tokenDigest(const QString& token) {
+    return QCryptographicHash::hash(token.toUtf8(), QCryptographicHash::Sha256).toHex();
+}
+
 } // namespace
 
 struct SampleWebsite::State {
+    // Tokens are kept by their digests only, as a website should; expiry is wall-clock time, so
+    // that a remembered session keeps its own.
     struct Session {
-        QString refreshToken;
-        Clock::time_point expiresAt;
+        QByteArray refreshDigest;
+        qint64 expiresAtMSecs = 0;
     };
     struct PublishedFile {
         QString path;
@@ -105,8 +113,11 @@ struct SampleWebsite::State {
 
     mutable std::mutex mutex;
     QHash<QString, Clock::time_point> authorizationCodes;
-    QHash<QString, Session> sessions; // by access token
-    QHash<QString, QString> accessTokensByRefreshToken;
+    QHash<QByteArray, Session> sessions;           // by access token digest
+    QHash<QByteArray, QByteArray> accessByRefresh; // token digests
+
+    void loadSessions();
+    void saveSessions() const;
 
     std::optional<Response> sessionRefusal(const Request& request) const;
     QJsonObject issueSession();
@@ -125,6 +136,7 @@ SampleWebsite::SampleWebsite(HttpsTestServer& server, Options options)
         options.updatesFolder = options.dataFolder + u"/updates"_s;
     state.options = options;
     state.base = server.url();
+    state.loadSessions();
     const QDir data(options.dataFolder);
     state.account = readObject(data.filePath(u"account.json"_s));
     state.catalogue =
@@ -177,11 +189,11 @@ SampleWebsite::SampleWebsite(HttpsTestServer& server, Options options)
         if (!content.open(QIODevice::ReadOnly))
             throw std::runtime_error("the sample website cannot read " + filePath.toStdString());
         const QString path = u"/files/"_s + QDir(filesFolder).relativeFilePath(filePath);
-        state.files.insert(
-            path,
-            {path, content.size(),
-             QString::fromLatin1(
-                 QCryptographicHash::hash(content.readAll(), QCryptographicHash::Sha256).toHex())});
+        // Hashed as it is read: a large asset never sits in memory whole.
+        QCryptographicHash digest(QCryptographicHash::Sha256);
+        digest.addData(&content);
+        state.files.insert(path,
+                           {path, content.size(), QString::fromLatin1(digest.result().toHex())});
         const QString suffix = QFileInfo(filePath).suffix();
         file(path, filePath,
              suffix == u"jpg"_s   ? "image/jpeg"
@@ -261,13 +273,16 @@ QJsonObject SampleWebsite::launcherConfiguration(const QString& certificateAutho
         {u"supportURL"_s, at(u"/support"_s)},
         {u"privacyURL"_s, at(u"/privacy"_s)},
         {u"trustedCertificateAuthorities"_s, QJsonArray{certificateAuthorityPath}},
+        // Sessions of this website never replace the user's real one in the secret store.
+        {u"secretStoreService"_s, u"nz.co.halvex.VantorLaunch.sample-website-session"_s},
     };
 }
 
 void SampleWebsite::endAllSessions() {
     const std::lock_guard lock(m_state->mutex);
     m_state->sessions.clear();
-    m_state->accessTokensByRefreshToken.clear();
+    m_state->accessByRefresh.clear();
+    m_state->saveSessions();
 }
 
 int SampleWebsite::sessionCount() const {
@@ -278,9 +293,9 @@ int SampleWebsite::sessionCount() const {
 std::optional<Response> SampleWebsite::State::sessionRefusal(const Request& request) const {
     const QString token = bearerToken(request);
     const std::lock_guard lock(mutex);
-    const auto session = sessions.constFind(token);
+    const auto session = sessions.constFind(tokenDigest(token));
     if (faults.sessionExpired() || token.isEmpty() || session == sessions.cend() ||
-        session->expiresAt <= Clock::now())
+        session->expiresAtMSecs <= QDateTime::currentMSecsSinceEpoch())
         return refusal(401, u"session_expired"_s);
     return std::nullopt;
 }
@@ -289,9 +304,11 @@ std::optional<Response> SampleWebsite::State::sessionRefusal(const Request& requ
 QJsonObject SampleWebsite::State::issueSession() {
     const QString accessToken = randomToken();
     const QString refreshToken = randomToken();
-    const auto lifetime = std::chrono::seconds(options.accessTokenLifetimeSeconds);
-    sessions.insert(accessToken, {refreshToken, Clock::now() + lifetime});
-    accessTokensByRefreshToken.insert(refreshToken, accessToken);
+    const qint64 expiresAt =
+        QDateTime::currentMSecsSinceEpoch() + qint64(options.accessTokenLifetimeSeconds) * 1000;
+    sessions.insert(tokenDigest(accessToken), {tokenDigest(refreshToken), expiresAt});
+    accessByRefresh.insert(tokenDigest(refreshToken), tokenDigest(accessToken));
+    saveSessions();
     return {{u"accessToken"_s, accessToken},
             {u"refreshToken"_s, refreshToken},
             {u"expiresIn"_s, options.accessTokenLifetimeSeconds}};
@@ -393,9 +410,9 @@ Response SampleWebsite::State::refreshSession(const Request& request) {
     const QString refreshToken =
         QJsonDocument::fromJson(request.body).object().value(u"refreshToken"_s).toString();
     const std::lock_guard lock(mutex);
-    if (faults.sessionExpired() || !accessTokensByRefreshToken.contains(refreshToken))
+    if (faults.sessionExpired() || !accessByRefresh.contains(tokenDigest(refreshToken)))
         return refusal(401, u"session_expired"_s);
-    sessions.remove(accessTokensByRefreshToken.take(refreshToken));
+    sessions.remove(accessByRefresh.take(tokenDigest(refreshToken)));
     return json(200, issueSession());
 }
 
@@ -403,7 +420,40 @@ Response SampleWebsite::State::signOut(const Request& request) {
     if (auto refused = sessionRefusal(request))
         return *refused;
     const std::lock_guard lock(mutex);
-    const Session session = sessions.take(bearerToken(request));
-    accessTokensByRefreshToken.remove(session.refreshToken);
+    const Session session = sessions.take(tokenDigest(bearerToken(request)));
+    accessByRefresh.remove(session.refreshDigest);
+    saveSessions();
     return json(200, {{u"ok"_s, true}});
+}
+
+void SampleWebsite::State::loadSessions() {
+    QFile file(options.sessionsFile);
+    if (options.sessionsFile.isEmpty() || !file.open(QIODevice::ReadOnly))
+        return;
+    // The website's own file, read with a bound all the same.
+    const QJsonArray saved = QJsonDocument::fromJson(file.read(4 * 1024 * 1024)).array();
+    for (const QJsonValue& value : saved) {
+        const QJsonObject session = value.toObject();
+        const QByteArray access = session.value(u"access"_s).toString().toLatin1();
+        const QByteArray refresh = session.value(u"refresh"_s).toString().toLatin1();
+        sessions.insert(access, {refresh, qint64(session.value(u"expiresAt"_s).toDouble())});
+        accessByRefresh.insert(refresh, access);
+    }
+}
+
+// Called with the mutex held.
+void SampleWebsite::State::saveSessions() const {
+    if (options.sessionsFile.isEmpty())
+        return;
+    QJsonArray saved;
+    for (auto session = sessions.cbegin(); session != sessions.cend(); ++session)
+        saved.append(QJsonObject{{u"access"_s, QString::fromLatin1(session.key())},
+                                 {u"refresh"_s, QString::fromLatin1(session->refreshDigest)},
+                                 {u"expiresAt"_s, double(session->expiresAtMSecs)}});
+    QSaveFile file(options.sessionsFile);
+    if (file.open(QIODevice::WriteOnly)) {
+        file.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner);
+        file.write(QJsonDocument(saved).toJson(QJsonDocument::Compact));
+        file.commit();
+    }
 }

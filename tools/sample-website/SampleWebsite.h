@@ -29,6 +29,9 @@ public:
         // The authorisation page hands over at once, as for a user already signed in who
         // approved the launcher before.
         bool approveAutomatically = false;
+        // Where the website remembers its sessions between runs (the SHA-256 of each refresh
+        // token, never a token); empty: sessions end when the website stops.
+        QString sessionsFile;
     };
 
     // Registers every route on `server`. Throws std::runtime_error when the data folder lacks

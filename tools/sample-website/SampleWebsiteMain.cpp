@@ -7,6 +7,8 @@
 #include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QDir>
+#include <QFileInfo>
+#include <QJsonArray>
 #include <QJsonDocument>
 #include <QSaveFile>
 #include <cstdio>
@@ -88,8 +90,15 @@ int main(int argc, char* argv[]) {
         u"Write a sample developer root, and a code-signing certificate and key of the sample "
         u"team under it, into the folder, then exit."_s,
         u"folder"_s);
+    const QCommandLineOption anchor(
+        u"code-signing-anchor"_s,
+        u"A PEM certificate that the launcher's configuration trusts for update signatures."_s,
+        u"file"_s);
+    const QCommandLineOption rememberSessions(
+        u"remember-sessions"_s,
+        u"Keep sessions across runs (their refresh tokens' digests, in the state folder)."_s);
     parser.addOptions({port, data, updates, state, tokenLifetime, approve, fail, delay, drop,
-                       wrongDigest, expired, signingIdentity});
+                       wrongDigest, expired, signingIdentity, anchor, rememberSessions});
     parser.process(application);
 
     try {
@@ -103,6 +112,11 @@ int main(int argc, char* argv[]) {
         options.accessTokenLifetimeSeconds = readNumber(parser, tokenLifetime);
         options.approveAutomatically = parser.isSet(approve);
         const int portNumber = readNumber(parser, port);
+        const QDir stateFolder(parser.value(state));
+        if (!stateFolder.mkpath(u"."_s))
+            throw std::runtime_error("cannot create " + stateFolder.path().toStdString());
+        if (parser.isSet(rememberSessions))
+            options.sessionsFile = stateFolder.absoluteFilePath(u"sessions.json"_s);
 
         HttpsTestServer server(portNumber);
         SampleWebsite website(server, options);
@@ -115,15 +129,17 @@ int main(int argc, char* argv[]) {
             website.faults().publishWrongDigest(asset);
         website.faults().setSessionExpired(parser.isSet(expired));
 
-        const QDir stateFolder(parser.value(state));
-        if (!stateFolder.mkpath(u"."_s))
-            throw std::runtime_error("cannot create " + stateFolder.path().toStdString());
         const QString authorityPath = stateFolder.absoluteFilePath(u"sample-website-ca.pem"_s);
         const QString configurationPath =
             stateFolder.absoluteFilePath(u"launcher-configuration.json"_s);
         writeFile(authorityPath, server.authority().certificatePem());
-        writeFile(configurationPath,
-                  QJsonDocument(website.launcherConfiguration(authorityPath)).toJson());
+        QJsonObject configuration = website.launcherConfiguration(authorityPath);
+        QJsonArray anchors;
+        for (const QString& path : parser.values(anchor))
+            anchors.append(QFileInfo(path).absoluteFilePath());
+        if (!anchors.isEmpty())
+            configuration.insert(u"codeSigningAnchors"_s, anchors);
+        writeFile(configurationPath, QJsonDocument(configuration).toJson());
 
         std::printf("Sample website: %s\n", qPrintable(server.url().toString()));
         std::printf("CA certificate: %s\n", qPrintable(authorityPath));

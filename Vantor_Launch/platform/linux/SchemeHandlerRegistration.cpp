@@ -3,6 +3,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QRegularExpression>
 #include <QSaveFile>
 #include <QStandardPaths>
 
@@ -31,14 +32,18 @@ void writeIfChanged(const QString& path, const QString& text) {
     }
 }
 
-// Desktop entries quote arguments with double quotes and escape these characters inside them.
-QString quotedExecutable(QString executable) {
+} // namespace
+
+QString execProgram(QString executable) {
+    // xdg-open without a desktop environment does not unquote, so a plain path stays plain.
+    static const QRegularExpression plain(u"^[A-Za-z0-9/._+-]+$"_s);
+    if (plain.match(executable).hasMatch())
+        return executable;
+    // Desktop entries quote arguments with double quotes and escape these characters inside.
     for (const QChar special : {u'\\', u'"', u'`', u'$'})
         executable.replace(special, u'\\' + QString(special));
     return u'"' + executable + u'"';
 }
-
-} // namespace
 
 QString withDefaultHandler(const QString& mimeapps, const QString& scheme) {
     const QString key = u"x-scheme-handler/"_s + scheme;
@@ -85,7 +90,7 @@ void registerForUser(const QString& scheme, const QString& executable, const QSt
                           u"Name=Vantor Launcher\n"
                           u"Comment=Companion for Vantor Director and Vantor Creator\n"
                           u"Exec="_s +
-                          quotedExecutable(executable) +
+                          execProgram(executable) +
                           u" %u\n"
                           u"Terminal=false\n"
                           u"NoDisplay=true\n"

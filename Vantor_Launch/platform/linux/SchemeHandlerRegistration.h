@@ -13,6 +13,9 @@ inline const QString desktopEntryName = QStringLiteral("vantor-launcher.desktop"
 void registerForUser(const QString& scheme, const QString& executable, const QString& dataHome = {},
                      const QString& configHome = {});
 
+// The program of the entry's Exec line: quoted and escaped only when the path needs it.
+QString execProgram(QString executable);
+
 // "mimeapps.list" with the scheme's default handler set to the entry, everything else kept.
 QString withDefaultHandler(const QString& mimeapps, const QString& scheme);
 

@@ -1,0 +1,492 @@
+#include "BundleBuilder.h"
+#include "BundleProcesses.h"
+#include "SampleWebsite.h"
+#include "SigningFixture.h"
+#include "StoreDoubles.h"
+#include "ZipWriter.h"
+#include "account/LaunchTokenStore.h"
+#include "core/LaunchStore.h"
+#include "platform/BundleMetadata.h"
+
+#include <QCryptographicHash>
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
+#include <QDesktopServices>
+#include <QDirIterator>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QNetworkReply>
+#include <QProcess>
+#include <QTest>
+#include <csignal>
+#include <unistd.h>
+
+using namespace Qt::StringLiterals;
+using Launch::InstallationState;
+using Launch::PackInstallation;
+using SyncKind = AccountSyncState::Kind;
+
+namespace {
+
+// Unique to this run: the updater refuses while any process runs a bundle with the Director's
+// identifier, and other sample Directors may run on this machine.
+const QString directorID = u"nz.co.halvex.VantorDirector.e2e%1"_s.arg(::getpid());
+const QString packID = u"aurora-stage"_s;
+const QString archivePath = u"/updates/VantorDirector-2.5.0.zip"_s;
+
+struct Fault {
+    int status = 0;
+    int delay = 0;
+    qint64 dropAfter = -1;
+    bool wrongDigest = false;
+    bool expiredSession = false;
+};
+
+QString urlError(LaunchError::UrlCode code) {
+    return LaunchError::url(code).description();
+}
+
+// Every file under folder with the digest of its bytes, so that a comparison shows what changed.
+QStringList treeContents(const QString& folder) {
+    QStringList contents;
+    QDirIterator files(folder, QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
+    while (files.hasNext()) {
+        QFile file(files.next());
+        if (!file.open(QIODevice::ReadOnly))
+            return {u"unreadable "_s + file.fileName()};
+        contents.append(
+            QDir(folder).relativeFilePath(file.fileName()) + u' ' +
+            QString::fromLatin1(
+                QCryptographicHash::hash(file.readAll(), QCryptographicHash::Sha256).toHex()));
+    }
+    contents.sort();
+    return contents;
+}
+
+QByteArray fileBytes(const QString& path) {
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<absent>");
+}
+
+} // namespace
+
+Q_DECLARE_METATYPE(Fault)
+
+// The user's browser: loads the authorisation page and opens the website's redirect to the
+// launcher's scheme the way the desktop does, by starting a second launcher.
+class PlayingBrowser : public QObject {
+    Q_OBJECT
+
+public:
+    std::shared_ptr<QNetworkAccessManager> network;
+    std::unique_ptr<QProcess> launcher;
+
+public Q_SLOTS:
+    void open(const QUrl& page) {
+        QNetworkRequest request(page);
+        request.setAttribute(QNetworkRequest::RedirectPolicyAttribute,
+                             QNetworkRequest::ManualRedirectPolicy);
+        QNetworkReply* reply = network->get(request);
+        connect(reply, &QNetworkReply::finished, this, [this, reply] {
+            reply->deleteLater();
+            const QUrl callback = reply->header(QNetworkRequest::LocationHeader).toUrl();
+            launcher = std::make_unique<QProcess>();
+            launcher->start(QStringLiteral(LAUNCHER_EXECUTABLE),
+                            {QString::fromUtf8(callback.toEncoded())});
+        });
+    }
+};
+
+// The launcher as the user runs it: the production store and services against the sample website,
+// in a throwaway home with its own session bus and keyring, with a real signed Director bundle.
+class EndToEndTest : public QObject {
+    Q_OBJECT
+
+    QTemporaryDir m_root;
+    QProcess m_bus;
+    QProcess m_keyring;
+    std::unique_ptr<HttpsTestServer> m_server;
+    std::unique_ptr<SampleWebsite> m_website;
+    std::unique_ptr<SigningFixture> m_signing;
+    PlayingBrowser m_browser;
+    LaunchConfiguration m_configuration;
+    std::unique_ptr<LaunchStore> m_store;
+
+    QString path(const QString& relative) const { return m_root.filePath(relative); }
+    QString installed() const { return path(u"home/Applications/Vantor Director.app"_s); }
+    QString contentStore() const {
+        return path(u"home/.local/share/Vantor Director/Creator Backgrounds"_s);
+    }
+    QString snapshotFile() const {
+        return path(u"home/.local/share/Vantor Launch/website-account-snapshot.json"_s);
+    }
+
+    // A signed Director whose executable is a real program that records its starts.
+    QString writeDirector(const QString& folder, const QString& version, const QString& build) {
+        const BundleSpec spec{directorID, version, build};
+        const QUrl bundle = writeBundle(folder, u"Vantor Director.app"_s, spec);
+        const QString executable = BundleProcesses::executablePath(bundle, spec);
+        if (!QFile::remove(executable) || !QFile::copy(QStringLiteral(BUNDLE_TEST_APP), executable))
+            qFatal("could not put the test application into a bundle");
+        SigningFixture::sign(bundle, directorID, m_signing->developerA);
+        return bundle.toLocalFile();
+    }
+
+    // Starts of Director processes so far: each writes a line.
+    qsizetype launches() const { return fileBytes(path(u"launches"_s)).count('\n'); }
+
+    // Ends every process that runs from a bundle of this run, whoever started it.
+    void stopDirectors() {
+        const QString prefix = m_root.path() + u'/';
+        for (const QString& entry : QDir(u"/proc"_s).entryList(QDir::Dirs)) {
+            const qint64 processId = entry.toLongLong();
+            if (processId > 0 &&
+                QFileInfo(u"/proc/"_s + entry + u"/exe"_s).symLinkTarget().startsWith(prefix))
+                ::kill(pid_t(processId), SIGKILL);
+        }
+    }
+
+    bool startDirector() {
+        const qsizetype before = launches();
+        return QProcess::startDetached(installed() + u"/Contents/MacOS/launcher-test-app"_s) &&
+               QTest::qWaitFor([&] { return launches() == before + 1; }, 10000);
+    }
+
+    // The session's tokens as the keyring holds them (QtKeychain keeps the secret in base64); none
+    // when the keyring has no item.
+    QStringList keyringTokens() {
+        QProcess lookup;
+        lookup.start(u"secret-tool"_s,
+                     {u"lookup"_s, u"server"_s, LaunchTokenStore::productionService, u"user"_s,
+                      LaunchTokenStore::productionAccount});
+        lookup.waitForFinished(10000);
+        const QJsonObject secret =
+            QJsonDocument::fromJson(QByteArray::fromBase64(lookup.readAllStandardOutput()))
+                .object();
+        QStringList tokens;
+        for (const QString& key : {u"accessToken"_s, u"refreshToken"_s})
+            if (secret.value(key).toString().size() > 20)
+                tokens.append(secret.value(key).toString());
+        return tokens;
+    }
+
+    bool startStore() {
+        m_store = std::make_unique<LaunchStore>(LaunchCollaborators::production(m_configuration));
+        m_store->setFollowsWorkspace(true);
+        return finished(m_store->start());
+    }
+
+    static bool finished(QCoro::Task<> flow) { return finishes(flow, 30000); }
+    QString message() const { return m_store->message().value_or(u"<none>"_s); }
+
+    const InstalledApp& director() const { return m_store->apps().constFirst(); }
+    std::optional<PackInstallation> packState() const {
+        for (const ContentPack& pack : m_store->packs())
+            if (pack.id == packID)
+                return pack.installation;
+        return std::nullopt;
+    }
+    QStringList leftovers() const {
+        const QStringList any{u"vantor-launch-*"_s, u".vantor-launch-*"_s};
+        const auto flags = QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden;
+        return QDir(path(u"tmp"_s)).entryList(any, flags) +
+               QDir(path(u"home/Applications"_s)).entryList(any, flags);
+    }
+
+    // Asks for the update of the running Director and says yes to closing it. Any launch on the
+    // machine re-runs discovery, which shows the Director as running until the release check has
+    // run again: wait for the offer.
+    bool confirmUpdate() {
+        if (!QTest::qWaitFor(
+                [this] {
+                    return director().isRunning &&
+                           director().state == InstallationState::updateAvailable;
+                },
+                10000))
+            return false;
+        m_store->updateApplication(director());
+        if (m_store->runningUpdatePromptAppID() != director().id)
+            return false;
+        m_store->confirmRunningUpdate();
+        return message() == u"Closing Vantor Director before installing the update…"_s;
+    }
+
+private Q_SLOTS:
+    void initTestCase() {
+        const QString busDaemon = QStandardPaths::findExecutable(u"dbus-daemon"_s);
+        const QString keyringDaemon = QStandardPaths::findExecutable(u"gnome-keyring-daemon"_s);
+        if (busDaemon.isEmpty() || keyringDaemon.isEmpty() ||
+            QStandardPaths::findExecutable(u"secret-tool"_s).isEmpty())
+            QSKIP("dbus-daemon, gnome-keyring-daemon or secret-tool is missing (install-deps.sh)");
+        QVERIFY(m_root.isValid());
+        // Before anything reads them: nothing of the real user's is read or written.
+        for (const auto& [variable, folder] : {std::pair{"HOME", u"home"_s},
+                                               {"XDG_RUNTIME_DIR", u"runtime"_s},
+                                               {"XDG_DATA_HOME", u"home/.local/share"_s},
+                                               {"XDG_CONFIG_HOME", u"home/.config"_s},
+                                               {"XDG_CACHE_HOME", u"home/.cache"_s},
+                                               {"TMPDIR", u"tmp"_s}}) {
+            QVERIFY(QDir().mkpath(path(folder)));
+            QFile::setPermissions(path(folder),
+                                  QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+            qputenv(variable, QFile::encodeName(path(folder)));
+        }
+        qunsetenv("GNOME_KEYRING_CONTROL");
+        qunsetenv("XDG_CURRENT_DESKTOP");
+        qputenv("VANTOR_TEST_LAUNCHES", QFile::encodeName(path(u"launches"_s)));
+
+        m_bus.start(busDaemon, {u"--session"_s, u"--nofork"_s, u"--print-address=1"_s});
+        QVERIFY(m_bus.waitForStarted(5000));
+        QVERIFY(QTest::qWaitFor([this] { return m_bus.canReadLine(); }, 10000));
+        qputenv("DBUS_SESSION_BUS_ADDRESS", m_bus.readLine().trimmed());
+        // An empty password unlocks a new login keyring, as a desktop session does at log-in.
+        m_keyring.start(keyringDaemon,
+                        {u"--foreground"_s, u"--unlock"_s, u"--components=secrets"_s});
+        QVERIFY(m_keyring.waitForStarted(5000));
+        m_keyring.write("\n");
+        m_keyring.closeWriteChannel();
+        QVERIFY(QTest::qWaitFor(
+            [] {
+                return QDBusConnection::sessionBus().interface()->isServiceRegistered(
+                    u"org.freedesktop.secrets"_s);
+            },
+            10000));
+
+        // The release the website publishes: Director 2.5.0 signed by the same team, zipped.
+        m_signing = std::make_unique<SigningFixture>();
+        QVERIFY(QDir().mkpath(path(u"updates"_s)));
+        ZipWriter(path(u"updates/VantorDirector-2.5.0.zip"_s))
+            .addTree(writeDirector(path(u"release"_s), u"2.5.0"_s, u"2500"_s),
+                     "Vantor Director.app");
+
+        m_server = std::make_unique<HttpsTestServer>();
+        SampleWebsite::Options options;
+        options.updatesFolder = path(u"updates"_s);
+        options.approveAutomatically = true;
+        m_website = std::make_unique<SampleWebsite>(*m_server, options);
+        m_browser.network = m_server->makeNetworkAccess();
+        QDesktopServices::setUrlHandler(u"https"_s, &m_browser, "open");
+
+        // The development configuration file, as `--config` reads it.
+        const auto writeFile = [this](const QString& name, const QByteArray& bytes) {
+            QFile file(path(name));
+            QVERIFY(file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size());
+        };
+        writeFile(u"website-ca.pem"_s, m_server->authority().certificatePem());
+        writeFile(u"signing-root.pem"_s, m_signing->authority.certificatePem());
+        QJsonObject document = m_website->launcherConfiguration(path(u"website-ca.pem"_s));
+        document.insert(u"codeSigningAnchors"_s, QJsonArray{path(u"signing-root.pem"_s)});
+        writeFile(u"launcher.json"_s, QJsonDocument(document).toJson());
+        m_configuration = LaunchConfiguration::fromFile(path(u"launcher.json"_s));
+        m_configuration.director.bundleIdentifiers = {directorID};
+    }
+
+    void cleanup() {
+        m_store.reset();
+        if (m_website)
+            m_website->faults().clear();
+        stopDirectors();
+    }
+
+    void cleanupTestCase() {
+        QDesktopServices::unsetUrlHandler(u"https"_s);
+        for (QProcess* process : {&m_keyring, &m_bus}) {
+            if (process->state() == QProcess::NotRunning)
+                continue;
+            process->terminate();
+            if (!process->waitForFinished(5000))
+                process->kill();
+        }
+    }
+
+    void wholeRun() {
+        writeDirector(path(u"home/Applications"_s), u"2.4.1"_s, u"2410"_s);
+        QVERIFY(startDirector());
+        QVERIFY(startStore());
+        QCOMPARE(director().path, std::optional(QUrl::fromLocalFile(installed())));
+        QCOMPARE(director().installedVersion, std::optional(u"2.4.1"_s));
+        QVERIFY(m_store->availableDirectorRelease());
+        QCOMPARE(m_store->availableDirectorRelease()->version, u"2.5.0"_s);
+        QVERIFY(m_store->hasLoadedPublicCatalogue());
+        QCOMPARE(m_store->syncState().kind, SyncKind::signedOut);
+
+        // The update closes the running Director politely, installs 2.5.0 and reopens it.
+        const qsizetype launched = launches();
+        QVERIFY(confirmUpdate());
+        QTRY_COMPARE_WITH_TIMEOUT(message(), u"Vantor Director 2.5.0 was installed successfully."_s,
+                                  30000);
+        QTRY_VERIFY_WITH_TIMEOUT(!m_store->updatingAppID(), 30000);
+        QCOMPARE(director().installedVersion, std::optional(u"2.5.0"_s));
+        QTRY_COMPARE_WITH_TIMEOUT(director().state, InstallationState::current, 10000);
+        QCOMPARE(readBundleMetadata(QUrl::fromLocalFile(installed()))->version,
+                 std::optional(u"2.5.0"_s));
+        QTRY_COMPARE_WITH_TIMEOUT(launches(), launched + 1, 10000);
+        QTRY_VERIFY_WITH_TIMEOUT(director().isRunning, 10000);
+        QCOMPARE(leftovers(), QStringList());
+
+        // Sign-in: the browser hands the callback to a second launcher, which passes it on.
+        QVERIFY(finished(m_store->signIn()));
+        QCOMPARE(m_store->syncState().kind, SyncKind::synced);
+        QVERIFY(m_store->account());
+        QCOMPARE(m_store->account()->id, u"cus_sample_0001"_s);
+        QVERIFY(m_browser.launcher);
+        QTRY_COMPARE_WITH_TIMEOUT(m_browser.launcher->state(), QProcess::NotRunning, 10000);
+        QCOMPARE(m_browser.launcher->exitCode(), 0);
+        QVERIFY(QFile::exists(snapshotFile()));
+
+        QVERIFY(finished(m_store->installPack(packID)));
+        QCOMPARE(message(), u"Aurora Stage is installed and ready in Vantor Creator."_s);
+        QCOMPARE(packState(), std::optional(PackInstallation::installed));
+        const QStringList installedPack = treeContents(contentStore());
+        QCOMPARE(installedPack.filter(u".vdasset "_s).size(), 2);
+        QCOMPARE(installedPack.filter(u"catalog.json "_s).size(), 1);
+
+        // A restart shows the saved account until the automatic sync has refreshed it.
+        m_store = std::make_unique<LaunchStore>(LaunchCollaborators::production(m_configuration));
+        QList<SyncKind> states;
+        connect(m_store.get(), &LaunchStore::syncStateChanged, this,
+                [&] { states.append(m_store->syncState().kind); });
+        QVERIFY(finished(m_store->start()));
+        QCOMPARE(states, (QList{SyncKind::stale, SyncKind::syncing, SyncKind::synced}));
+        QCOMPARE(packState(), std::optional(PackInstallation::installed));
+        QVERIFY(finished(m_store->refreshAccount()));
+        QCOMPARE(m_store->syncState().kind, SyncKind::synced);
+        QCOMPARE(m_store->account()->displayName, u"Sample Presenter"_s);
+
+        // Sign-out leaves no keyring item, no snapshot, no token in any file and no session.
+        const QStringList tokens = keyringTokens();
+        QCOMPARE(tokens.size(), 2);
+        QVERIFY(finished(m_store->signOut()));
+        QCOMPARE(message(), u"You are signed out of Vantor Launcher. Installed applications and "
+                            u"content were not changed."_s);
+        QVERIFY(!m_store->account());
+        QCOMPARE(keyringTokens(), QStringList());
+        QVERIFY(!QFile::exists(snapshotFile()));
+        QCOMPARE(m_website->sessionCount(), 0);
+        QCOMPARE(treeContents(contentStore()), installedPack);
+        QDirIterator files(m_root.path(), QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
+        while (files.hasNext()) {
+            const QByteArray content = fileBytes(files.next());
+            for (const QString& token : tokens)
+                QVERIFY2(!content.contains(token.toLatin1()), qPrintable(files.filePath()));
+        }
+    }
+
+    void faultsChangeNothing_data() {
+        QTest::addColumn<QString>("flow");
+        QTest::addColumn<QString>("target");
+        QTest::addColumn<Fault>("fault");
+        QTest::addColumn<QString>("expected");
+        const QString notUpdated = u"Vantor Director could not be updated: "_s;
+        const QString refreshUnavailable =
+            u"Website account refresh was unavailable. Your installed applications were not changed."_s;
+        const auto row = [](const char* name, const QString& flow, const QString& target,
+                            Fault fault, const QString& message) {
+            QTest::newRow(name) << flow << target << fault << message;
+        };
+        row("archive 404", u"update"_s, archivePath, {.status = 404},
+            notUpdated + urlError(LaunchError::badServerResponse));
+        row("archive dropped", u"update"_s, archivePath, {.dropAfter = 4096},
+            notUpdated + urlError(LaunchError::networkConnectionLost));
+        row("release manifest 500", u"check"_s, u"/updates/macos.json"_s, {.status = 500},
+            u"The Vantor Director update check could not be completed."_s);
+        row("catalogue 503", u"catalogue"_s, u"/v1/catalogue"_s, {.status = 503},
+            u"The public Content Pack catalogue could not be refreshed."_s);
+        row("pack manifest 404", u"install"_s, u"/v1/launch/creator-backgrounds"_s, {.status = 404},
+            u"Content Pack installation is not yet available on the live Vantor API."_s);
+        row("thumbnail 404", u"install"_s, u"/files/aurora-stage/aurora-still.jpg"_s,
+            {.status = 404}, u"The content server rejected the download (HTTP 404)."_s);
+        row("asset dropped", u"install"_s, u"/files/aurora-stage/aurora-still.vdasset"_s,
+            {.dropAfter = 1000}, urlError(LaunchError::networkConnectionLost));
+        row("wrong digest", u"install"_s, u"aurora-still"_s, {.wrongDigest = true},
+            u"Aurora Still failed its integrity check. Nothing was installed."_s);
+        row("expired session, install", u"install"_s, {}, {.expiredSession = true},
+            urlError(LaunchError::userAuthenticationRequired));
+        row("expired session, refresh", u"refresh"_s, {}, {.expiredSession = true},
+            refreshUnavailable);
+        row("account 500", u"refresh"_s, u"/v1/launch/account"_s, {.status = 500},
+            refreshUnavailable);
+        row("slow asset", u"install"_s, u"/files/aurora-stage/aurora-curtain.vdasset"_s,
+            {.delay = 1500}, u"Aurora Stage is installed and ready in Vantor Creator."_s);
+    }
+
+    // Each fault on a signed-in launcher with an installed pack and Director 2.4.1: the user sees
+    // the right message and nothing is lost or half-written.
+    void faultsChangeNothing() {
+        QFETCH(QString, flow);
+        QFETCH(QString, target);
+        QFETCH(Fault, fault);
+        QFETCH(QString, expected);
+        writeDirector(path(u"home/Applications"_s), u"2.4.1"_s, u"2410"_s);
+        if (flow == u"update"_s)
+            QVERIFY(startDirector());
+        QVERIFY(startStore());
+        if (!m_store->account())
+            QVERIFY(finished(m_store->signIn()) && m_store->account());
+        if (packState() != PackInstallation::installed)
+            QVERIFY(finished(m_store->installPack(packID)));
+        QCOMPARE(packState(), std::optional(PackInstallation::installed));
+        // The account sync of the start re-reads the installed packs without waiting; this read
+        // queues behind it, so that it cannot overwrite the outcome of the flow below.
+        QVERIFY(finished(m_store->refreshPackInstallations()));
+        const QStringList directorFiles = treeContents(installed());
+        const QStringList content = treeContents(contentStore());
+        const QByteArray snapshot = fileBytes(snapshotFile());
+        const qsizetype launched = launches();
+        const int requested = m_server->requestCount(target);
+
+        WebsiteFaults& faults = m_website->faults();
+        if (fault.status)
+            faults.failPath(target, fault.status);
+        if (fault.delay)
+            faults.delayPath(target, fault.delay);
+        if (fault.dropAfter >= 0)
+            faults.dropPathAfterBytes(target, fault.dropAfter);
+        if (fault.wrongDigest)
+            faults.publishWrongDigest(target);
+        faults.setSessionExpired(fault.expiredSession);
+
+        if (flow == u"update"_s) {
+            QVERIFY(confirmUpdate());
+            QTRY_COMPARE_WITH_TIMEOUT(message(), expected, 30000);
+            // Reopened: the same 2.4.1 runs again, and the update is still on offer.
+            QTRY_COMPARE_WITH_TIMEOUT(launches(), launched + 1, 10000);
+            QTRY_VERIFY_WITH_TIMEOUT(director().isRunning, 10000);
+            QTRY_COMPARE_WITH_TIMEOUT(director().state, InstallationState::updateAvailable, 10000);
+            QVERIFY(!m_store->updatingAppID());
+        } else if (flow == u"check"_s) {
+            QVERIFY(finished(m_store->refreshApplications()));
+            QCOMPARE(director().state, InstallationState::stale);
+        } else if (flow == u"catalogue"_s) {
+            const QList<ContentPack> packs = m_store->packs();
+            QVERIFY(finished(m_store->refreshCatalogue()));
+            QCOMPARE(m_store->packs(), packs);
+        } else if (flow == u"install"_s) {
+            auto install = m_store->installPack(packID);
+            if (fault.delay) {
+                // While the slow file arrives, the new copy is staged and the installed one is
+                // untouched.
+                QTRY_COMPARE_WITH_TIMEOUT(m_server->requestCount(target), requested + 1, 10000);
+                QCOMPARE(leftovers().filter(u"vantor-launch-pack-"_s).size(), 1);
+                QCOMPARE(treeContents(contentStore()), content);
+            }
+            QVERIFY(finished(std::move(install)));
+            QCOMPARE(packState(), std::optional(fault.delay ? PackInstallation::installed
+                                                            : PackInstallation::failed));
+        } else {
+            QVERIFY(finished(m_store->refreshAccount()));
+            QCOMPARE(m_store->syncState().kind,
+                     fault.expiredSession ? SyncKind::sessionExpired : SyncKind::failed);
+            QVERIFY(m_store->account());
+        }
+        QCOMPARE(message(), expected);
+        QCOMPARE(treeContents(installed()), directorFiles);
+        QCOMPARE(treeContents(contentStore()), content);
+        QCOMPARE(fileBytes(snapshotFile()), snapshot);
+        QCOMPARE(keyringTokens().size(), 2);
+        QCOMPARE(leftovers(), QStringList());
+    }
+};
+
+QTEST_GUILESS_MAIN(EndToEndTest)
+#include "EndToEndTest.moc"
