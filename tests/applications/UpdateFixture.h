@@ -44,11 +44,10 @@ public:
         installed = writeBundle(applications, QStringLiteral("Vantor Director.app"), installedSpec);
         useTestApp(installed, installedSpec);
         SigningFixture::sign(installed, directorID, signing.developerA);
-        qputenv("VANTOR_TEST_LAUNCHES", QFile::encodeName(launchesFile()));
     }
 
     ~UpdateFixture() {
-        for (const qint64 processId : std::as_const(startedProcesses) + launches())
+        for (const qint64 processId : std::as_const(startedProcesses))
             ::kill(pid_t(processId), SIGKILL);
     }
 
@@ -56,21 +55,6 @@ public:
         const QString executable = BundleProcesses::executablePath(bundle, spec);
         if (!QFile::remove(executable) || !QFile::copy(QStringLiteral(BUNDLE_TEST_APP), executable))
             qFatal("could not put the test application into a bundle");
-    }
-
-    QString launchesFile() const { return root.filePath(QStringLiteral("launches")); }
-
-    // The processes started from test bundles so far, by whomever, in order.
-    QList<qint64> launches() const {
-        QFile file(launchesFile());
-        QList<qint64> processIds;
-        if (file.open(QIODevice::ReadOnly)) {
-            for (const QByteArray& line : file.readAll().split('\n')) {
-                if (!line.isEmpty())
-                    processIds.append(line.toLongLong());
-            }
-        }
-        return processIds;
     }
 
     // The production configuration with this run's Director identifier.

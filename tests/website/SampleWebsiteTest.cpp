@@ -3,7 +3,6 @@
 #include "BundleBuilder.h"
 #include "WebsiteFixture.h"
 
-#include <QElapsedTimer>
 #include <QJsonObject>
 #include <QTemporaryDir>
 #include <QTest>
@@ -181,25 +180,6 @@ private Q_SLOTS:
             {u"/v1/catalogue"_s, u"/v1/catalogue=abc"_s}, {u"*=-5"_s}, {u"=3"_s});
         QCOMPARE(unreadable.size(), 4);
         QCOMPARE(get(u"/v1/catalogue"_s).status, 200);
-    }
-
-    void expiredSessionAndDelayFaults() {
-        const QJsonObject tokens = signIn();
-        m_website->faults().setSessionExpired(true);
-        QCOMPARE(get(u"/v1/launch/creator-backgrounds"_s, tokens.value(u"accessToken"_s).toString())
-                     .status,
-                 401);
-        QCOMPARE(post(u"/v1/launch/token/refresh"_s,
-                      {{u"refreshToken"_s, tokens.value(u"refreshToken"_s)}})
-                     .status,
-                 401);
-
-        m_website->faults().clear();
-        m_website->faults().delayPath(u"/v1/catalogue"_s, 300);
-        QElapsedTimer timer;
-        timer.start();
-        QCOMPARE(get(u"/v1/catalogue"_s).status, 200);
-        QVERIFY(timer.elapsed() >= 300);
     }
 };
 
