@@ -8,7 +8,6 @@
 #include <QTest>
 
 using namespace Qt::StringLiterals;
-using Launch::InstallationState;
 
 // The services the launcher really runs with, on a throwaway home folder.
 class ProductionWiringTest : public QObject {
@@ -53,25 +52,6 @@ private Q_SLOTS:
         const auto untrusted = check(configuration);
         QVERIFY(untrusted.error);
         QVERIFY(untrusted.error->isUrlError(LaunchError::secureConnectionFailed));
-    }
-
-    void startFindsTheDirectorInTheHomeApplicationsFolder() {
-        const QUrl bundle =
-            writeBundle(m_home.filePath(u"Applications"_s), u"Vantor Director.app"_s,
-                        {u"nz.co.halvex.VantorDirector"_s, u"2.4.1"_s, u"2410"_s});
-        LaunchConfiguration configuration = LaunchConfiguration::production();
-        // Nothing here may reach the network.
-        configuration.releaseMetadataURL.reset();
-        configuration.catalogueURL.reset();
-        LaunchStore store(LaunchCollaborators::production(configuration));
-
-        QVERIFY(finishes(store.start(), 15000));
-        QCOMPARE(store.apps().size(), 2);
-        QCOMPARE(store.apps()[0].path, bundle);
-        QCOMPARE(store.apps()[0].installedVersion, u"2.4.1"_s);
-        QCOMPARE(store.apps()[0].state, InstallationState::stale);
-        QCOMPARE(store.apps()[1].path, bundle);
-        QCOMPARE(store.apps()[1].state, InstallationState::included);
     }
 };
 
