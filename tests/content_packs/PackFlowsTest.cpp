@@ -56,15 +56,6 @@ private Q_SLOTS:
         QCOMPARE(m_store->packs().size(), 2);
     }
 
-    void catalogueFailureKeepsTheOldList() {
-        startStore(false, StoreFixture().director());
-        m_fixture->catalogue->load.failWith(LaunchError::url(LaunchError::badServerResponse));
-        QVERIFY(finishes(m_store->refreshCatalogue()));
-        QCOMPARE(m_store->message(),
-                 u"The public Content Pack catalogue could not be refreshed."_s);
-        QCOMPARE(m_store->packs().size(), 2);
-    }
-
     void installRequiresAnAccount() {
         startStore(false, StoreFixture().director());
         QVERIFY(finishes(m_store->installPack(u"coast"_s)));
