@@ -41,10 +41,6 @@ WebsiteFixture::~WebsiteFixture() {
     m_server.reset();
 }
 
-QString WebsiteFixture::dataFolder() const {
-    return m_data.path();
-}
-
 WebsiteFixture::Answer WebsiteFixture::send(const QString& method, const QUrl& url,
                                             const QString& bearer, const QByteArray& body) {
     QNetworkRequest request(url);

@@ -32,7 +32,6 @@ public:
     SampleWebsite& website() { return *m_website; }
     WebsiteFaults& faults() { return m_website->faults(); }
     QUrl url(const QString& path) const { return m_server->url(path); }
-    QString dataFolder() const;
 
     // One request, redirects not followed.
     Answer send(const QString& method, const QUrl& url, const QString& bearer = {},
