@@ -3,10 +3,12 @@
 #include "BundleProcesses.h"
 #include "StoreDoubles.h"
 #include "TaskOutcome.h"
+#include "platform/PlatformServices.h"
 #include "platform/linux/ProcessTable.h"
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QProcess>
 #include <QStandardPaths>
@@ -63,6 +65,23 @@ public:
 
 public Q_SLOTS:
     void ShowItems(const QStringList& uris, const QString&) { shown.append(uris); }
+};
+
+// Collects what the suite's applications are told on the session bus.
+class NotificationListener : public QObject {
+    Q_OBJECT
+
+public:
+    QStringList names;
+    QElapsedTimer sinceStart;
+    qint64 firstArrival = -1;
+
+public Q_SLOTS:
+    void posted(const QString& name) {
+        if (firstArrival < 0)
+            firstArrival = sinceStart.elapsed();
+        names.append(name);
+    }
 };
 
 class LinuxWorkspaceTest : public QObject {
@@ -367,6 +386,36 @@ private Q_SLOTS:
         QCOMPARE(QUrl(fileManager.shown.first().first()), bundle);
         QVERIFY(!QFile::exists(opened));
         QDBusConnection::disconnectFromBus(u"file-manager"_s);
+    }
+
+    // Handing over to Vantor Director's Content Pack library reaches the session bus, where a
+    // second connection listens.
+    void openingThePackLibraryPostsTheNotificationAfterADelay() {
+        if (m_bus.state() != QProcess::Running)
+            QSKIP("dbus-daemon is not installed");
+        QDBusConnection listening = QDBusConnection::connectToBus(
+            QString::fromUtf8(qgetenv("DBUS_SESSION_BUS_ADDRESS")), u"listener"_s);
+        QVERIFY(listening.isConnected());
+        NotificationListener listener;
+        QVERIFY(listening.connect(QString(), u"/nz/co/halvex/Vantor"_s,
+                                  u"nz.co.halvex.Vantor.Notifications"_s, u"Posted"_s, &listener,
+                                  SLOT(posted(QString))));
+
+        StoreFixture fixture;
+        fixture.answerStartUp({fixture.director(u"2.5.0"_s, u"127"_s), fixture.creator()});
+        LaunchCollaborators collaborators = fixture.collaborators();
+        collaborators.notifier = PlatformServices::makeDistributedNotifier();
+        LaunchStore store(collaborators);
+        QVERIFY(finishes(store.start()));
+
+        listener.sinceStart.start();
+        QVERIFY(finishes(store.openContentPackManagement()));
+        QVERIFY(QTest::qWaitFor([&] { return !listener.names.isEmpty(); }, 5000));
+        QCOMPARE(listener.names,
+                 QStringList{u"nz.co.halvex.VantorDirector.OpenContentPackLibrary"_s});
+        QVERIFY(listener.firstArrival >= 390);
+        QCOMPARE(fixture.workspace->openedURLs.size(), 1);
+        QDBusConnection::disconnectFromBus(u"listener"_s);
     }
 };
 
