@@ -7,6 +7,7 @@
 #include "core/LaunchStore.h"
 #include "core/StrictJson.h"
 #include "platform/BrowserSignIn.h"
+#include "platform/LauncherInstance.h"
 #include "platform/SelfUpdater.h"
 
 #include <QApplication>
@@ -86,13 +87,17 @@ int main(int argc, char* argv[]) {
     }
 
     // Started by the browser with a sign-in callback: hand it to the launcher that waits for it.
+    // Whether it waited or not, a running launcher then shows itself and this start ends.
+    bool handedOver = false;
     if (!parser.positionalArguments().isEmpty()) {
         const QUrl callback(parser.positionalArguments().constFirst());
-        if (configuration.authenticationCallbackScheme &&
-            callback.scheme() == configuration.authenticationCallbackScheme->toLower() &&
-            PlatformServices::handOverSignInCallback(callback))
-            return 0;
+        handedOver = configuration.authenticationCallbackScheme &&
+                     callback.scheme() == configuration.authenticationCallbackScheme->toLower() &&
+                     PlatformServices::handOverSignInCallback(callback);
     }
+    const auto instance = PlatformServices::makeLauncherInstance();
+    if (!instance->claim() || handedOver)
+        return 0;
 
     // The store asks where an application is through the main window's folder panel.
     const auto locationChooser = std::make_shared<PanelLocationChooser>();
@@ -111,6 +116,8 @@ int main(int argc, char* argv[]) {
                                           QStringLiteral(LAUNCHER_BUILD), nullptr}),
                          locationChooser);
     launcher.updater()->startAutomaticChecks(LauncherApp::updateCheckInterval);
+    QObject::connect(instance.get(), &LauncherInstance::activationRequested, &launcher,
+                     &LauncherApp::showRequested);
 
     QQmlApplicationEngine engine;
     prepareQmlEngine(engine);

@@ -41,6 +41,8 @@ public:
 
 Q_SIGNALS:
     void showsMenuBarItemChanged();
+    // Another start of the launcher, or the browser after sign-in, asks for the main window.
+    void showRequested();
 
 private:
     void applyQuitPolicy();

@@ -27,6 +27,13 @@ QtObject {
         onShowLauncherRequested: section => root.showLauncher(section)
     }
 
+    property Connections launcherConnection: Connections {
+        target: root.launcher
+        function onShowRequested() {
+            root.showLauncher(root.store.selection)
+        }
+    }
+
     function showLauncher(section) {
         root.store.selection = section
         root.mainWindow.show()

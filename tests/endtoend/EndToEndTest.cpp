@@ -157,7 +157,7 @@ class EndToEndTest : public QObject {
     QStringList keyringTokens() {
         QProcess lookup;
         lookup.start(u"secret-tool"_s,
-                     {u"lookup"_s, u"server"_s, LaunchTokenStore::productionService, u"user"_s,
+                     {u"lookup"_s, u"server"_s, m_configuration.secretStoreService, u"user"_s,
                       LaunchTokenStore::productionAccount});
         lookup.waitForFinished(10000);
         const QJsonObject secret =

@@ -436,6 +436,8 @@ void SampleWebsite::State::loadSessions() {
         const QJsonObject session = value.toObject();
         const QByteArray access = session.value(u"access"_s).toString().toLatin1();
         const QByteArray refresh = session.value(u"refresh"_s).toString().toLatin1();
+        if (access.isEmpty() || refresh.isEmpty())
+            continue;
         sessions.insert(access, {refresh, qint64(session.value(u"expiresAt"_s).toDouble())});
         accessByRefresh.insert(refresh, access);
     }

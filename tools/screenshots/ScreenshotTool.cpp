@@ -232,70 +232,40 @@ QList<Shot> shots() {
                  }});
 
     // The detail sheet of each application, the full changelog, and the narrowest window.
-    list.append({u"detail-director"_s,
-                 {},
-                 DemoScenario::combined,
-                 {},
-                 QSize(1440, 960),
-                 false,
-                 {u"logoButton"_s}});
-    list.append({u"detail-creator"_s,
-                 {},
-                 DemoScenario::combined,
-                 {},
-                 QSize(1440, 960),
-                 false,
-                 {u"applicationRow-Vantor Creator/logoButton"_s}});
-    list.append({u"detail-open-in-demo"_s,
-                 {},
-                 DemoScenario::combined,
-                 {},
-                 QSize(1000, 720),
-                 false,
-                 {u"logoButton"_s, u"detailOpenButton"_s}});
-    list.append({u"detail-director-end"_s,
-                 {},
-                 DemoScenario::combined,
-                 {},
-                 QSize(1440, 960),
-                 false,
-                 {u"logoButton"_s, u"end:detailScroll"_s}});
-    list.append({u"detail-full-changelog"_s,
-                 {},
-                 DemoScenario::combined,
-                 {},
-                 QSize(1440, 960),
-                 false,
-                 {u"logoButton"_s, u"press:fullChangelogButton"_s}});
-    list.append({u"detail-minimum-size"_s,
-                 {},
-                 DemoScenario::combined,
-                 {},
-                 QSize(1000, 720),
-                 false,
-                 {u"logoButton"_s}});
+    const QSize wide(1440, 960);
+    const QSize narrow(1000, 720);
+    const auto demoDetail = [&list](const QString& name, const QStringList& steps, QSize size) {
+        list.append({name, {}, DemoScenario::combined, {}, size, false, steps});
+    };
+    demoDetail(u"detail-director"_s, {u"logoButton"_s}, wide);
+    demoDetail(u"detail-creator"_s, {u"applicationRow-Vantor Creator/logoButton"_s}, wide);
+    demoDetail(u"detail-open-in-demo"_s, {u"logoButton"_s, u"detailOpenButton"_s}, narrow);
+    demoDetail(u"detail-director-end"_s, {u"logoButton"_s, u"end:detailScroll"_s}, wide);
+    demoDetail(u"detail-full-changelog"_s, {u"logoButton"_s, u"press:fullChangelogButton"_s}, wide);
+    demoDetail(u"detail-minimum-size"_s, {u"logoButton"_s}, narrow);
     list.append({u"detail-not-installed"_s,
                  {.refresh = Refresh::succeeds, .directorInstalled = false},
                  std::nullopt,
                  {},
-                 QSize(1440, 960),
+                 wide,
                  false,
                  {u"logoButton"_s}});
 
     // The Content Packs section: a selected pack in each state, an empty search, no catalogue.
-    list.append({u"packs-installed-selected"_s, {}, DemoScenario::combined, [](LaunchStore& store) {
-                     store.setSelection(Launch::LaunchSection::packs);
-                     store.selectPack(u"demo-floral-reflections"_s);
-                 }});
-    list.append({u"packs-empty-search"_s, {}, DemoScenario::combined, [](LaunchStore& store) {
-                     store.setSelection(Launch::LaunchSection::packs);
-                     store.selectPack(u"demo-coastal-memories"_s);
-                     store.setSearchText(u"volcano"_s);
-                 }});
-    list.append({u"packs-installed-filter"_s, {}, DemoScenario::combined, [](LaunchStore& store) {
-                     store.setSelection(Launch::LaunchSection::packs);
-                     store.setPackFilter(Launch::PackFilter::installed);
-                 }});
+    const auto demoPacks = [&list](const QString& name, std::function<void(LaunchStore&)> then) {
+        list.append({name, {}, DemoScenario::combined, [then](LaunchStore& store) {
+                         store.setSelection(Launch::LaunchSection::packs);
+                         then(store);
+                     }});
+    };
+    demoPacks(u"packs-installed-selected"_s,
+              [](LaunchStore& store) { store.selectPack(u"demo-floral-reflections"_s); });
+    demoPacks(u"packs-empty-search"_s, [](LaunchStore& store) {
+        store.selectPack(u"demo-coastal-memories"_s);
+        store.setSearchText(u"volcano"_s);
+    });
+    demoPacks(u"packs-installed-filter"_s,
+              [](LaunchStore& store) { store.setPackFilter(Launch::PackFilter::installed); });
     list.append({u"packs-downloading"_s,
                  {.refresh = Refresh::succeeds, .packDownloadNeverEnds = true},
                  std::nullopt,
@@ -312,7 +282,7 @@ QList<Shot> shots() {
                  {},
                  DemoScenario::combined,
                  select(LaunchSection::packs),
-                 QSize(1000, 720)});
+                 narrow});
     return list;
 }
 
