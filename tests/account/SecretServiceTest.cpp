@@ -1,18 +1,11 @@
-#include "PlayingBrowser.h"
-#include "StoreDoubles.h"
 #include "TaskOutcome.h"
 #include "ThrowawayHome.h"
-#include "WebsiteFixture.h"
-#include "account/FileAccountSnapshotCache.h"
 #include "account/LaunchTokenStore.h"
-#include "account/ProductionWebsiteAccountProvider.h"
-#include "platform/linux/LinuxBrowserSignIn.h"
 #include "platform/linux/LinuxSecretStore.h"
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
-#include <QDirIterator>
-#include <QSignalSpy>
+#include <QProcess>
 #include <QStandardPaths>
 #include <QTest>
 
@@ -108,72 +101,6 @@ private Q_SLOTS:
         QCOMPARE(itemsInKeyring(service), 0);
         QCOMPARE(await(store.load()), std::nullopt);
         await(store.remove());
-    }
-
-    // Sign-in through the browser and a second launcher, refresh and sign-out, as the launcher
-    // runs them: afterwards no file under the home folder holds a token.
-    void accountEndToEnd() {
-        SampleWebsite::Options approved;
-        approved.approveAutomatically = true;
-        WebsiteFixture website(approved);
-        HttpsTestServer& server = website.server();
-        PlayingBrowser browser(server);
-        StoreFixture fixture;
-        fixture.answerStartUp();
-
-        LaunchConfiguration configuration = LaunchConfiguration::production();
-        configuration.accountAPIBaseURL = server.url(u"/"_s);
-        configuration.authenticationStartURL = website.website().authorizationStartURL();
-        LaunchCollaborators collaborators = fixture.collaborators();
-        const auto signIn = std::make_shared<LinuxBrowserSignIn>(
-            LinuxBrowserSignIn::defaultSocketPath(),
-            [&browser](const QUrl& page) { return browser.open(page); });
-        const auto tokens =
-            std::make_shared<LaunchTokenStore>(std::make_shared<LinuxSecretStore>());
-        collaborators.browserSignIn = signIn;
-        collaborators.productionAccountProvider =
-            std::make_shared<ProductionWebsiteAccountProvider>(
-                configuration, tokens, signIn, server.makeNetworkAccess(),
-                [] { return QDateTime::currentDateTimeUtc(); });
-        const auto cache = std::make_shared<FileAccountSnapshotCache>();
-        QVERIFY(cache->filePath().startsWith(m_root.path()));
-        collaborators.snapshotCache = cache;
-        LaunchStore store(collaborators);
-        await(store.start());
-
-        QSignalSpy waiting(&store, &LaunchStore::isWaitingForBrowserChanged);
-        await(store.signIn());
-        QCOMPARE(waiting.count(), 2); // the sheet showed and went
-        QCOMPARE(store.syncState().kind, AccountSyncState::Kind::synced);
-        QCOMPARE(store.account()->id, u"cus_sample_0001"_s);
-        QCOMPARE(cache->load()->account.id, u"cus_sample_0001"_s);
-        QCOMPARE(itemsInKeyring(LaunchTokenStore::productionService), 1);
-        const LaunchTokens session = *await(tokens->load());
-
-        await(store.refreshAccount());
-        QCOMPARE(store.syncState().kind, AccountSyncState::Kind::synced);
-        QCOMPARE(server.requestCount(u"/v1/launch/account"_s), 2);
-
-        await(store.signOut());
-        QVERIFY(!store.account());
-        QCOMPARE(website.website().sessionCount(), 0);
-        QCOMPARE(itemsInKeyring(LaunchTokenStore::productionService), 0);
-        QVERIFY(!QFile::exists(cache->filePath()));
-
-        QDirIterator files(m_root.path(), QDir::Files | QDir::Hidden | QDir::System,
-                           QDirIterator::Subdirectories);
-        int read = 0;
-        while (files.hasNext()) {
-            QFile file(files.next());
-            if (!file.open(QIODevice::ReadOnly))
-                continue;
-            ++read;
-            const QByteArray content = file.readAll();
-            QVERIFY2(!content.contains(session.accessToken.toUtf8()) &&
-                         !content.contains(session.refreshToken.toUtf8()),
-                     qPrintable(file.fileName()));
-        }
-        QVERIFY(read > 0); // the keyring itself is among them
     }
 };
 

@@ -413,7 +413,8 @@ private Q_SLOTS:
         QVERIFY(QTest::qWaitFor([&] { return !listener.names.isEmpty(); }, 5000));
         QCOMPARE(listener.names,
                  QStringList{u"nz.co.halvex.VantorDirector.OpenContentPackLibrary"_s});
-        QVERIFY(listener.firstArrival >= 390);
+        // After the 400 ms wait, which a coarse timer may end up to 5 % early.
+        QVERIFY(listener.firstArrival >= 380);
         QCOMPARE(fixture.workspace->openedURLs.size(), 1);
         QDBusConnection::disconnectFromBus(u"listener"_s);
     }
