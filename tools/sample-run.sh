@@ -26,6 +26,23 @@ home="$run/home"
 director="$home/Applications/Vantor Director.app"
 service=nz.co.halvex.VantorLaunch.sample-website-session
 
+launch() {
+    # X11 finds its cookie under HOME unless told where it is.
+    if [ -z "${XAUTHORITY:-}" ] && [ -f "$HOME/.Xauthority" ]; then
+        export XAUTHORITY="$HOME/.Xauthority"
+    fi
+    HOME="$home" XDG_CONFIG_HOME="$home/.config" XDG_DATA_HOME="$home/.local/share" \
+        XDG_STATE_HOME="$home/.local/state" XDG_CACHE_HOME="$home/.cache" \
+        "$repository/build/bin/vantor-launcher" --config "$run/website/launcher-configuration.json"
+}
+
+# A sample run that is still going keeps its website and Director: its window comes forward.
+if pgrep -f "^$repository/build/bin/vantor-launcher --config $run/website/" >/dev/null; then
+    echo "The sample run is already going; its window comes forward."
+    launch
+    exit 0
+fi
+
 # A sample Director left running by an earlier run is ours to close before its bundle goes.
 stop_sample_director() {
     pkill -TERM -f "^$home/Applications/[^/]*\.app/Contents/MacOS/" 2>/dev/null || true
@@ -79,10 +96,4 @@ Vantor Launcher, sample run
 
 EOF
 
-# X11 finds its cookie under HOME unless told where it is.
-if [ -z "${XAUTHORITY:-}" ] && [ -f "$HOME/.Xauthority" ]; then
-    export XAUTHORITY="$HOME/.Xauthority"
-fi
-HOME="$home" XDG_CONFIG_HOME="$home/.config" XDG_DATA_HOME="$home/.local/share" \
-    XDG_STATE_HOME="$home/.local/state" XDG_CACHE_HOME="$home/.cache" \
-    build/bin/vantor-launcher --config "$run/website/launcher-configuration.json"
+launch
