@@ -129,21 +129,6 @@ private Q_SLOTS:
             return AvailableApplicationRelease{u"2.5.0"_s, {}, QUrl(u"director.zip"_s)};
         }) << text(Error::insecureDownload)
                                    << 0;
-        QTest::newRow("not found") << Scenario([](UpdateFixture& fixture) {
-            fixture.server.reply(u"GET"_s, UpdateFixture::downloadPath, {404, "missing"});
-            return fixture.release();
-        }) << LaunchError::url(LaunchError::badServerResponse).description()
-                                   << 1;
-        QTest::newRow("connection dropped") << Scenario([](UpdateFixture& fixture) {
-            fixture.publishBundle(signedRelease(fixture));
-            HttpsTestServer::Response response(200, {}, "application/zip");
-            response.filePath = fixture.root.filePath(u"published.zip"_s);
-            response.dropAfterBytes = 1000;
-            fixture.server.reply(u"GET"_s, UpdateFixture::downloadPath, response);
-            return fixture.release();
-        }) << LaunchError::url(LaunchError::networkConnectionLost).description()
-                                            << 1;
-
         QTest::newRow("empty archive")
             << publishing([](UpdateFixture&, ZipWriter&) {}) << text(Error::invalidArchive) << 1;
         QTest::newRow("only a foreign bundle")

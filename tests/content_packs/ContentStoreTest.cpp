@@ -33,6 +33,7 @@ class ContentStoreTest : public QObject {
 
 private Q_SLOTS:
     void init() { m_fixture = std::make_unique<PackFixture>(); }
+    void cleanup() { m_fixture.reset(); }
 
     void fileNamesKeepLettersDigitsDotsAndDashes_data() {
         QTest::addColumn<QString>("text");
