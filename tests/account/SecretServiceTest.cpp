@@ -1,12 +1,10 @@
+#include "PrivateKeyring.h"
 #include "TaskOutcome.h"
 #include "ThrowawayHome.h"
 #include "account/LaunchTokenStore.h"
 #include "platform/linux/LinuxSecretStore.h"
 
-#include <QDBusConnection>
-#include <QDBusConnectionInterface>
 #include <QProcess>
-#include <QStandardPaths>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
@@ -17,8 +15,7 @@ class SecretServiceTest : public QObject {
     Q_OBJECT
 
     ThrowawayHome m_root;
-    QProcess m_bus;
-    QProcess m_keyring;
+    PrivateKeyring m_keyring;
 
     template <typename T>
     static T await(QCoro::Task<T> task) {
@@ -43,45 +40,9 @@ class SecretServiceTest : public QObject {
 
 private Q_SLOTS:
     void initTestCase() {
-        const QString busDaemon = QStandardPaths::findExecutable(u"dbus-daemon"_s);
-        const QString keyringDaemon = QStandardPaths::findExecutable(u"gnome-keyring-daemon"_s);
-        if (busDaemon.isEmpty() || keyringDaemon.isEmpty())
-            QSKIP("dbus-daemon or gnome-keyring-daemon is not installed (tools/install-deps.sh)");
-        QVERIFY(!QStandardPaths::findExecutable(u"secret-tool"_s).isEmpty());
-
-        // The keyring daemon decides which desktop it serves from these; none is ours.
-        qunsetenv("GNOME_KEYRING_CONTROL");
-        qunsetenv("XDG_CURRENT_DESKTOP");
-
-        m_bus.start(busDaemon, {u"--session"_s, u"--nofork"_s, u"--print-address=1"_s});
-        QVERIFY(m_bus.waitForStarted(5000));
-        QVERIFY(QTest::qWaitFor([this] { return m_bus.canReadLine(); }, 10000));
-        const QByteArray address = m_bus.readLine().trimmed();
-        QVERIFY(!address.isEmpty());
-        qputenv("DBUS_SESSION_BUS_ADDRESS", address);
-
-        // An empty password unlocks a new login keyring, as a desktop session does at log-in.
-        m_keyring.start(keyringDaemon,
-                        {u"--foreground"_s, u"--unlock"_s, u"--components=secrets"_s});
-        QVERIFY(m_keyring.waitForStarted(5000));
-        m_keyring.write("\n");
-        m_keyring.closeWriteChannel();
-        QVERIFY(QTest::qWaitFor(
-            [] {
-                return QDBusConnection::sessionBus().interface()->isServiceRegistered(
-                    u"org.freedesktop.secrets"_s);
-            },
-            10000));
-    }
-
-    void cleanupTestCase() {
-        for (QProcess* process : {&m_keyring, &m_bus}) {
-            if (process->state() == QProcess::NotRunning)
-                continue;
-            process->terminate();
-            if (!process->waitForFinished(5000))
-                process->kill();
-        }
+        if (!PrivateKeyring::isAvailable())
+            QSKIP("dbus-daemon, gnome-keyring-daemon or secret-tool is missing (install-deps.sh)");
+        QVERIFY(m_keyring.start());
     }
 
     void tokensAreOneItemInTheKeyring() {

@@ -1,5 +1,6 @@
 #include "BundleBuilder.h"
 #include "BundleProcesses.h"
+#include "PrivateKeyring.h"
 #include "SampleWebsite.h"
 #include "SigningFixture.h"
 #include "StoreDoubles.h"
@@ -9,8 +10,6 @@
 #include "platform/BundleMetadata.h"
 
 #include <QCryptographicHash>
-#include <QDBusConnection>
-#include <QDBusConnectionInterface>
 #include <QDesktopServices>
 #include <QDirIterator>
 #include <QJsonArray>
@@ -103,8 +102,7 @@ class EndToEndTest : public QObject {
     Q_OBJECT
 
     QTemporaryDir m_root;
-    QProcess m_bus;
-    QProcess m_keyring;
+    PrivateKeyring m_keyring;
     std::unique_ptr<HttpsTestServer> m_server;
     std::unique_ptr<SampleWebsite> m_website;
     std::unique_ptr<SigningFixture> m_signing;
@@ -213,10 +211,7 @@ class EndToEndTest : public QObject {
 
 private Q_SLOTS:
     void initTestCase() {
-        const QString busDaemon = QStandardPaths::findExecutable(u"dbus-daemon"_s);
-        const QString keyringDaemon = QStandardPaths::findExecutable(u"gnome-keyring-daemon"_s);
-        if (busDaemon.isEmpty() || keyringDaemon.isEmpty() ||
-            QStandardPaths::findExecutable(u"secret-tool"_s).isEmpty())
+        if (!PrivateKeyring::isAvailable())
             QSKIP("dbus-daemon, gnome-keyring-daemon or secret-tool is missing (install-deps.sh)");
         QVERIFY(m_root.isValid());
         // Before anything reads them: nothing of the real user's is read or written.
@@ -231,26 +226,8 @@ private Q_SLOTS:
                                   QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
             qputenv(variable, QFile::encodeName(path(folder)));
         }
-        qunsetenv("GNOME_KEYRING_CONTROL");
-        qunsetenv("XDG_CURRENT_DESKTOP");
         qputenv("VANTOR_TEST_LAUNCHES", QFile::encodeName(path(u"launches"_s)));
-
-        m_bus.start(busDaemon, {u"--session"_s, u"--nofork"_s, u"--print-address=1"_s});
-        QVERIFY(m_bus.waitForStarted(5000));
-        QVERIFY(QTest::qWaitFor([this] { return m_bus.canReadLine(); }, 10000));
-        qputenv("DBUS_SESSION_BUS_ADDRESS", m_bus.readLine().trimmed());
-        // An empty password unlocks a new login keyring, as a desktop session does at log-in.
-        m_keyring.start(keyringDaemon,
-                        {u"--foreground"_s, u"--unlock"_s, u"--components=secrets"_s});
-        QVERIFY(m_keyring.waitForStarted(5000));
-        m_keyring.write("\n");
-        m_keyring.closeWriteChannel();
-        QVERIFY(QTest::qWaitFor(
-            [] {
-                return QDBusConnection::sessionBus().interface()->isServiceRegistered(
-                    u"org.freedesktop.secrets"_s);
-            },
-            10000));
+        QVERIFY(m_keyring.start());
 
         // The release the website publishes: Director 2.5.0 signed by the same team, zipped.
         m_signing = std::make_unique<SigningFixture>();
@@ -268,15 +245,11 @@ private Q_SLOTS:
         QDesktopServices::setUrlHandler(u"https"_s, &m_browser, "open");
 
         // The development configuration file, as `--config` reads it.
-        const auto writeFile = [this](const QString& name, const QByteArray& bytes) {
-            QFile file(path(name));
-            QVERIFY(file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size());
-        };
-        writeFile(u"website-ca.pem"_s, m_server->authority().certificatePem());
-        writeFile(u"signing-root.pem"_s, m_signing->authority.certificatePem());
+        writeFile(path(u"website-ca.pem"_s), m_server->authority().certificatePem());
+        writeFile(path(u"signing-root.pem"_s), m_signing->authority.certificatePem());
         QJsonObject document = m_website->launcherConfiguration(path(u"website-ca.pem"_s));
         document.insert(u"codeSigningAnchors"_s, QJsonArray{path(u"signing-root.pem"_s)});
-        writeFile(u"launcher.json"_s, QJsonDocument(document).toJson());
+        writeFile(path(u"launcher.json"_s), QJsonDocument(document).toJson());
         m_configuration = LaunchConfiguration::fromFile(path(u"launcher.json"_s));
         m_configuration.director.bundleIdentifiers = {directorID};
     }
@@ -288,16 +261,7 @@ private Q_SLOTS:
         stopDirectors();
     }
 
-    void cleanupTestCase() {
-        QDesktopServices::unsetUrlHandler(u"https"_s);
-        for (QProcess* process : {&m_keyring, &m_bus}) {
-            if (process->state() == QProcess::NotRunning)
-                continue;
-            process->terminate();
-            if (!process->waitForFinished(5000))
-                process->kill();
-        }
-    }
+    void cleanupTestCase() { QDesktopServices::unsetUrlHandler(u"https"_s); }
 
     void wholeRun() {
         writeDirector(path(u"home/Applications"_s), u"2.4.1"_s, u"2410"_s);
