@@ -1,7 +1,9 @@
 #include "applications/ProductionApplicationUpdater.h"
 
 #include "applications/ApplicationUpdaterError.h"
-#include "applications/UpdateDownload.h"
+#include "core/FileSafety.h"
+#include "core/WorkFolder.h"
+#include "core/Worker.h"
 #include "platform/BundleMetadata.h"
 
 #include <QCoroFuture>
@@ -78,6 +80,10 @@ struct Inputs {
 
 // Unpacks, finds the application and proves it; the bundle's path when it passed.
 QString unpackAndVerify(const Inputs& inputs) {
+    // The archive goes once unpacked, so what the bundle needs is its unpacked size.
+    const qint64 archiveBytes = QFileInfo(inputs.archive).size();
+    if (const auto unpacked = inputs.extractor->unpackedSize(inputs.archive))
+        FileSafety::requireFreeSpace(inputs.extraction, *unpacked - archiveBytes);
     const bool extracted = inputs.extractor->extract(inputs.archive, inputs.extraction);
     QFile::remove(inputs.archive); // unpacked: no longer needed
     if (!extracted)
@@ -113,55 +119,18 @@ QString unpackAndVerify(const Inputs& inputs) {
     return *located;
 }
 
-// Runs blocking work on a worker and hands its result or its error back to the coroutine.
-template <typename Work>
-QCoro::Task<std::invoke_result_t<Work>> onWorker(Work work) {
-    using Result = std::invoke_result_t<Work>;
-    struct Outcome {
-        std::optional<Result> value;
-        std::exception_ptr error;
-    };
-    const auto run = [](Work work) {
-        Outcome outcome;
-        try {
-            outcome.value = work();
-        } catch (...) {
-            outcome.error = std::current_exception();
-        }
-        return outcome;
-    };
-    Outcome outcome = co_await QtConcurrent::run(run, std::move(work));
-    if (outcome.error)
-        std::rethrow_exception(outcome.error);
-    co_return std::move(*outcome.value);
-}
-
-QCoro::Task<> removeQuietly(QString path) {
-    const auto remove = [path] {
-        const QFileInfo info(path);
-        if (info.isDir() && !info.isSymLink())
-            QDir(path).removeRecursively();
-        else
-            QFile::remove(path);
-        return true;
-    };
-    co_await onWorker(remove);
-}
-
 } // namespace
 
 ProductionApplicationUpdater::ProductionApplicationUpdater(Services services,
-                                                           QString temporaryDirectory)
+                                                           StreamingDownload::Limits limits)
     : m_services(std::move(services))
-    , m_temporaryDirectory(temporaryDirectory.isEmpty() ? QDir::tempPath()
-                                                        : std::move(temporaryDirectory)) {}
+    , m_limits(limits) {}
 
 QCoro::Task<> ProductionApplicationUpdater::installUpdate(AvailableApplicationRelease release,
                                                           QUrl installedBundle,
                                                           QStringList bundleIdentifiers) {
     // Copies: the store may let go of this updater while a step is awaited.
     const Services services = m_services;
-    const QDir temporary(m_temporaryDirectory);
 
     if (!release.downloadURL)
         throw makeLaunchError(Error::missingDownload);
@@ -171,44 +140,55 @@ QCoro::Task<> ProductionApplicationUpdater::installUpdate(AvailableApplicationRe
     refuseWhileRunning(*services.workspace, bundleIdentifiers);
 
     const QString installed = installedBundle.toLocalFile();
+    const QString parent = QFileInfo(installed).absolutePath();
+    const auto prepare = [parent] {
+        WorkFolder::removeLeftovers(parent);
+        // The archive and, at least, as much again unpacked; the exact unpacked size is checked
+        // again before unpacking.
+        FileSafety::requireFreeSpace(parent, 0);
+        return std::make_shared<WorkFolder>(WorkFolder::create(parent, u"update"_s));
+    };
+    const std::shared_ptr<WorkFolder> work = co_await Worker::run(prepare);
+    const QString archive = QDir(work->path()).filePath(u"download.zip"_s);
+    const QString extraction = QDir(work->path()).filePath(u"unpacked"_s);
+
     // Hashing the installed copy takes as long as hashing the download: it runs while the
     // download does, and the signature step takes its answer in its turn.
     const auto checkInstalled = [signature = services.signature, installed] {
         return signature->signingIdentity(installed);
     };
-    const QFuture<std::optional<SigningIdentity>> installedIdentity =
-        QtConcurrent::run(checkInstalled);
+    QFuture<std::optional<SigningIdentity>> installedIdentity = QtConcurrent::run(checkInstalled);
 
-    const QString archive =
-        temporary.filePath(u"vantor-launch-download-"_s + newUuidText() + u".zip"_s);
-    bool complete = false;
     std::exception_ptr failure;
     try {
-        complete =
-            co_await downloadToFile(services.network, downloadURL, archive, maximumDownloadBytes);
-    } catch (...) {
-        failure = std::current_exception();
-    }
-    if (!complete) {
-        co_await removeQuietly(archive);
-        if (failure)
-            std::rethrow_exception(failure);
-        throw makeLaunchError(Error::invalidArchive);
-    }
+        StreamingDownload::Options options;
+        options.limits = m_limits;
+        const qint64 available = FileSafety::freeBytes(parent);
+        options.maximumBytes =
+            available < 0
+                ? maximumDownloadBytes
+                : std::clamp<qint64>(available - FileSafety::spaceMargin, 1, maximumDownloadBytes);
+        options.accept = [parent](qint64 length) {
+            if (length > 0)
+                FileSafety::requireFreeSpace(parent, 2 * length);
+        };
+        options.refused = [](int) { return LaunchError::url(LaunchError::badServerResponse); };
+        options.tooLarge = [parent, available] {
+            return available >= 0 && available - FileSafety::spaceMargin < maximumDownloadBytes
+                       ? LaunchError::file(FileSafety::notEnoughSpaceText(
+                             parent, maximumDownloadBytes, available))
+                       : makeLaunchError(Error::invalidArchive);
+        };
+        co_await StreamingDownload::fetch(services.network, downloadURL, archive, options);
+        qCDebug(lcUpdater) << "Downloaded" << downloadURL;
 
-    qCDebug(lcUpdater) << "Downloaded" << downloadURL;
-    const QString extraction = temporary.filePath(u"vantor-launch-update-"_s + newUuidText());
-    if (!QDir().mkpath(extraction)) {
-        co_await removeQuietly(archive);
-        throw LaunchError::file(u"The folder %1 could not be created."_s.arg(extraction));
-    }
-
-    try {
+        if (!QDir().mkpath(extraction))
+            throw LaunchError::file(u"The folder %1 could not be created."_s.arg(extraction));
         Inputs inputs{services.extractor, services.signature, release,
                       installed,          bundleIdentifiers,  archive,
                       extraction,         installedIdentity};
         const auto verify = [inputs = std::move(inputs)] { return unpackAndVerify(inputs); };
-        const QString verified = co_await onWorker(verify);
+        const QString verified = co_await Worker::run(verify);
         qCDebug(lcUpdater) << "Verified" << verified;
 
         // Immediately before the installed bundle is touched: a copy may have started meanwhile.
@@ -221,12 +201,17 @@ QCoro::Task<> ProductionApplicationUpdater::installUpdate(AvailableApplicationRe
             QDir(workFolder).removeRecursively();
             return true;
         };
-        co_await onWorker(replace);
+        co_await Worker::run(replace);
     } catch (...) {
         failure = std::current_exception();
     }
-    co_await removeQuietly(extraction);
-    co_await removeQuietly(archive);
+    // Whatever the outcome, the download and what was unpacked go with the work folder.
+    installedIdentity.waitForFinished();
+    const auto letGo = [work]() mutable {
+        *work = WorkFolder();
+        return true;
+    };
+    co_await Worker::run(letGo);
     if (failure) {
         qCInfo(lcUpdater) << "The update was not installed";
         std::rethrow_exception(failure);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "applications/ApplicationUpdating.h"
+#include "core/StreamingDownload.h"
 #include "platform/ArchiveExtractor.h"
 #include "platform/BundleReplacement.h"
 #include "platform/CodeSignature.h"
@@ -26,16 +27,18 @@ public:
         std::shared_ptr<BundleReplacement> replacement;
     };
 
-    // A download larger than this is not an application release.
+    // A download larger than this is not an application release, whatever room the disk has.
     static constexpr qint64 maximumDownloadBytes = ArchiveExtractor::maximumTotalBytes;
 
-    // temporaryDirectory holds the download and the extraction folder (the system's by default).
-    explicit ProductionApplicationUpdater(Services services, QString temporaryDirectory = {});
+    // The download and the unpacked bundle live in a work folder beside the installed bundle
+    // (".vantor-launch-update-<UUID>"), so that the replacement is a rename on one file system
+    // and a later run removes what a killed one left.
+    explicit ProductionApplicationUpdater(Services services, StreamingDownload::Limits limits = {});
 
     QCoro::Task<> installUpdate(AvailableApplicationRelease release, QUrl installedBundle,
                                 QStringList bundleIdentifiers) override;
 
 private:
     Services m_services;
-    QString m_temporaryDirectory;
+    StreamingDownload::Limits m_limits;
 };

@@ -150,7 +150,7 @@ void LaunchStore::confirmRunningUpdate() {
 }
 
 QCoro::Task<> LaunchStore::resumeQueuedUpdate() {
-    if (!m_queuedUpdateApplication)
+    if (!m_queuedUpdateApplication || m_demoEnabled)
         co_return;
     InstalledApp app = *m_queuedUpdateApplication;
     if (!runningCopiesAt(app).isEmpty())
@@ -169,14 +169,14 @@ QCoro::Task<> LaunchStore::installUpdate(InstalledApp app) {
     }
 
     const auto reopen = [this](const InstalledApp& flowApp) {
-        if (m_reopenAfterUpdateAppID != flowApp.id)
+        if (m_reopenAfterUpdateAppID != flowApp.id || m_demoEnabled)
             return;
         setReopenAfterUpdateAppID(std::nullopt);
         open(appWithID(flowApp.id).value_or(flowApp));
     };
     const auto fail = [&](const QString& description) {
         setUpdatingAppID(std::nullopt);
-        if (auto current = appWithID(app.id)) {
+        if (auto current = appWithID(app.id); current && !m_demoEnabled) {
             current->state = InstallationState::updateAvailable;
             replaceApp(*current);
         }
@@ -222,7 +222,6 @@ QCoro::Task<> LaunchStore::installUpdate(InstalledApp app) {
     }
     setMessage(u"Downloading Vantor Director "_s + release->version + u"…"_s);
 
-    const auto ticket = GenerationTicket::forMode(*this);
     const AvailableApplicationRelease chosenRelease = *release;
     const QUrl installed = *app.path;
     const QStringList identifiers = configuration().director.bundleIdentifiers;
@@ -233,8 +232,9 @@ QCoro::Task<> LaunchStore::installUpdate(InstalledApp app) {
     } catch (const std::exception& error) {
         failure = LaunchError::describe(error);
     }
-    if (!ticket.stillApplies())
-        co_return;
+    // The outcome is the installed Director's, whatever start() did meanwhile: it is reported,
+    // and a Director this flow closed is reopened. Only a mode switch (which forgets the reopen)
+    // keeps it closed.
     if (failure) {
         fail(*failure);
         co_return;
@@ -247,8 +247,6 @@ QCoro::Task<> LaunchStore::installUpdate(InstalledApp app) {
         // The update itself succeeded; only the fresh look at it failed.
         qCWarning(lcStore) << "Refreshing after the update failed:" << error.what();
     }
-    if (!ticket.stillApplies())
-        co_return;
     reopen(app);
 }
 

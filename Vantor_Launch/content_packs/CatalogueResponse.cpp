@@ -23,13 +23,26 @@ CatalogueProduct decodeProduct(const JsonObject& object) {
     return product;
 }
 
-std::optional<ContentPack> decodePack(const JsonObject& object) {
+// Artwork is decoration: any text that parses as a URL is taken (a relative one is read against
+// the catalogue's own address), and one that does not leaves the pack without artwork rather than
+// the catalogue without packs.
+std::optional<QUrl> artworkURL(const JsonObject& object, const QUrl& base) {
+    const auto text = object.optionalString("thumbnailURL");
+    if (!text || text->trimmed().isEmpty())
+        return std::nullopt;
+    const QUrl url(*text, QUrl::TolerantMode);
+    if (!url.isValid())
+        return std::nullopt;
+    return url.isRelative() && base.isValid() ? base.resolved(url) : url;
+}
+
+std::optional<ContentPack> decodePack(const JsonObject& object, const QUrl& base) {
     ContentPack pack;
     pack.id = object.requiredString("id");
     pack.name = object.requiredString("displayName");
     pack.version = object.optionalString("version");
     pack.contentCount = object.optionalInteger("contentCount");
-    pack.artworkURL = optionalURL(object, "thumbnailURL");
+    pack.artworkURL = artworkURL(object, base);
     pack.detail =
         u"This is the public catalogue. Sign in with your Vantor account to see the details of "
         u"the packs it owns."_s;
@@ -42,11 +55,11 @@ std::optional<ContentPack> decodePack(const JsonObject& object) {
 
 } // namespace
 
-QList<ContentPack> decodeCatalogueResponse(const QByteArray& document) {
+QList<ContentPack> decodeCatalogueResponse(const QByteArray& document, const QUrl& base) {
     const JsonObject response = JsonObject::parse(document);
     std::vector<ContentPack> active;
     for (const JsonObject& object : response.requiredObjects("contentPacks")) {
-        if (auto pack = decodePack(object))
+        if (auto pack = decodePack(object, base))
             active.push_back(std::move(*pack));
     }
     std::vector<CatalogueProduct> products;

@@ -1,13 +1,15 @@
 #include "content_packs/ContentStore.h"
 
+#include "core/FileSafety.h"
 #include "core/LaunchError.h"
+#include "core/WorkFolder.h"
 
+#include <QDateTime>
 #include <QDir>
 #include <QDirIterator>
 #include <QFile>
 #include <QFileInfo>
 #include <QMutex>
-#include <QSaveFile>
 #include <QStandardPaths>
 #include <algorithm>
 
@@ -95,7 +97,9 @@ bool ContentStore::isSafeComponent(const QString& name) {
 
 std::optional<QList<InstalledAsset>> ContentStore::readEntries(const QString& folder) {
     QFile file(QDir(folder).filePath(manifestName));
-    if (!file.open(QIODevice::ReadOnly))
+    // Thousands of entries fit in a few megabytes; a larger file is not a manifest.
+    constexpr qint64 maximumManifestBytes = 64 * 1024 * 1024;
+    if (!file.open(QIODevice::ReadOnly) || file.size() > maximumManifestBytes)
         return std::nullopt;
     try {
         return InstalledAsset::decodeCatalog(file.readAll());
@@ -118,19 +122,40 @@ void ContentStore::writeEntries(const QString& folder, QList<InstalledAsset> ent
 
     if (!QDir().mkpath(folder))
         throw LaunchError::file(u"The content store folder could not be created."_s);
-    QSaveFile file(QDir(folder).filePath(manifestName));
-    if (!file.open(QIODevice::WriteOnly) ||
-        file.write(InstalledAsset::encodeCatalog(entries)) < 0 || !file.commit())
-        throw LaunchError::file(u"The Content Pack manifest could not be written."_s);
+    FileSafety::writeAtomically(QDir(folder).filePath(manifestName),
+                                InstalledAsset::encodeCatalog(entries));
 }
 
-void ContentStore::replacePackEntries(const QString& folder, const QString& packID,
-                                      const QList<InstalledAsset>& entries) {
+QList<InstalledAsset> ContentStore::replacePackEntries(const QString& folder, const QString& packID,
+                                                       const QList<InstalledAsset>& entries) {
     const QMutexLocker locked(&manifestLock());
-    QList<InstalledAsset> kept = readEntries(folder).value_or(QList<InstalledAsset>());
+    const QString manifest = QDir(folder).filePath(manifestName);
+    std::optional<QList<InstalledAsset>> current = readEntries(folder);
+    if (!current && QFileInfo::exists(manifest)) {
+        // Whatever it holds may still be the user's; a new manifest must not erase it.
+        const QString aside = manifest + u".unreadable-"_s +
+                              QDateTime::currentDateTimeUtc().toString(u"yyyyMMdd-HHmmss"_s);
+        if (!QFile::rename(manifest, aside))
+            throw LaunchError::file(
+                u"The unreadable Content Pack manifest %1 could not be kept aside."_s.arg(
+                    manifest));
+    }
+    QList<InstalledAsset> kept = current.value_or(QList<InstalledAsset>());
+    QList<InstalledAsset> replaced;
+    for (const InstalledAsset& entry : std::as_const(kept)) {
+        if (entry.contentPackID == packID)
+            replaced.append(entry);
+    }
     kept.removeIf([&](const InstalledAsset& entry) { return entry.contentPackID == packID; });
     kept.append(entries);
     writeEntries(folder, std::move(kept));
+    return replaced;
+}
+
+void ContentStore::removeLeftovers(const QString& folder) {
+    // Under the manifest's lock: a manifest being written is a work item of this process.
+    const QMutexLocker locked(&manifestLock());
+    WorkFolder::removeLeftovers(folder);
 }
 
 QHash<QString, QString> ContentStore::installedPackVersions() {

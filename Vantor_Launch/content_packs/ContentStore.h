@@ -28,12 +28,18 @@ public:
 
     // The entries of the store's manifest; nullopt when the file is missing or unreadable.
     static std::optional<QList<InstalledAsset>> readEntries(const QString& folder);
-    // Sorts by name (stable, by code point), creates the folder and replaces the file atomically.
-    // Throws a file LaunchError.
+    // Sorts by name (stable, by code point), creates the folder and replaces the file: written
+    // beside it, flushed, read back and renamed over it, so that a full disk or a kill leaves
+    // the previous manifest whole. Throws a file LaunchError in the system's words.
     static void writeEntries(const QString& folder, QList<InstalledAsset> entries);
-    // Replaces every entry of the pack with `entries` in one read-modify-write.
-    static void replacePackEntries(const QString& folder, const QString& packID,
-                                   const QList<InstalledAsset>& entries);
+    // Replaces every entry of the pack with `entries` in one read-modify-write and returns the
+    // entries it replaced. A manifest that exists but cannot be read is kept aside under a dated
+    // name ("catalog.json.unreadable-<UTC time>") first, never silently overwritten.
+    static QList<InstalledAsset> replacePackEntries(const QString& folder, const QString& packID,
+                                                    const QList<InstalledAsset>& entries);
+
+    // Removes what interrupted installs left in the store (work folders no launcher holds).
+    static void removeLeftovers(const QString& folder);
 
     // Pack id to installed pack version, counting only entries whose asset file is still there.
     // Moves content from the older location first. Never fails.

@@ -93,7 +93,8 @@ QCoro::Task<> LaunchStore::installPack(QString packID) {
     const auto pack =
         std::find_if(m_packs.begin(), m_packs.end(),
                      [&](const ContentPack& candidate) { return candidate.id == packID; });
-    if (pack == m_packs.end())
+    // A second press while the pack downloads starts nothing.
+    if (pack == m_packs.end() || pack->installation == PackInstallation::downloading)
         co_return;
     const QString packName = pack->name;
     if (m_demoEnabled) {

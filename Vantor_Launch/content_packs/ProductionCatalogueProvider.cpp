@@ -23,5 +23,5 @@ QCoro::Task<QList<ContentPack>> ProductionCatalogueProvider::loadCatalogue() {
     const HttpTransfer::Response response = co_await m_transfer.get(request);
     if (response.status < 200 || response.status > 299)
         throw LaunchError::url(LaunchError::badServerResponse);
-    co_return decodeCatalogueResponse(response.body);
+    co_return decodeCatalogueResponse(response.body, m_url);
 }

@@ -1,16 +1,20 @@
 #include "content_packs/ProductionContentPackInstaller.h"
 
 #include "content_packs/ContentStore.h"
-#include "content_packs/DigestingDownload.h"
 #include "content_packs/LaunchContentPackInstallerError.h"
+#include "core/FileSafety.h"
+#include "core/WorkFolder.h"
+#include "core/Worker.h"
+#include "platform/FileExchange.h"
 
 #include <QCoroFuture>
 #include <QDir>
 #include <QDirIterator>
 #include <QElapsedTimer>
 #include <QFileInfo>
-#include <QUuid>
 #include <QtConcurrent>
+#include <cerrno>
+#include <cstdio>
 
 using namespace Qt::StringLiterals;
 using Asset = LaunchContentPackManifest::Asset;
@@ -29,7 +33,7 @@ public:
     }
 
     // One download: its stated size (0 when unknown) is replaced by its announced length.
-    DigestingDownload::Progress forDownload(qint64 statedBytes) {
+    StreamingDownload::Options::Progress forDownload(qint64 statedBytes) {
         if (!m_report)
             return {};
         return [this, statedBytes, counted = false](qint64 received, qint64 length) mutable {
@@ -62,58 +66,96 @@ std::optional<QString> pathExtension(const QUrl& url) {
     return suffix.isEmpty() ? std::nullopt : std::optional<QString>(suffix);
 }
 
-bool moveFolder(const QString& from, const QString& to) {
-    if (QDir().rename(from, to))
-        return true;
-    // Another file system: copy, then drop the original.
-    QDirIterator items(from, QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden,
-                       QDirIterator::Subdirectories);
-    if (!QDir().mkpath(to))
-        return false;
-    const QDir source(from);
-    while (items.hasNext()) {
-        const QFileInfo item(items.next());
-        const QString target = QDir(to).filePath(source.relativeFilePath(item.filePath()));
-        if (item.isDir() ? !QDir().mkpath(target) : !QFile::copy(item.filePath(), target))
-            return false;
-    }
-    QDir(from).removeRecursively();
-    return true;
+[[noreturn]] void failMove(const QString& what, int error) {
+    throw LaunchError::file(u"%1: %2"_s.arg(what, FileSafety::errorText(error)));
 }
 
-// Never follows a link out of the content store: a link is removed, not what it points to.
-void removeExisting(const QString& path) {
-    const QFileInfo item(path);
-    if (item.isSymLink() || item.isFile())
-        QFile::remove(path);
-    else if (item.isDir())
-        QDir(path).removeRecursively();
+bool renamed(const QString& from, const QString& to) {
+    return ::rename(QFile::encodeName(from).constData(), QFile::encodeName(to).constData()) == 0;
+}
+
+// The version folders that the replaced entries lived in, other than the one just published.
+QStringList foldersReplaced(const QList<InstalledAsset>& replaced, const QString& packFolder,
+                            const QString& published) {
+    QStringList folders;
+    const QString inside = QDir::cleanPath(packFolder) + u'/';
+    for (const InstalledAsset& entry : replaced) {
+        for (const auto& url :
+             {entry.localProtectedAssetURL, entry.localThumbnailURL, entry.localPreviewVideoURL}) {
+            if (!url || !url->isLocalFile())
+                continue;
+            const QString folder = QFileInfo(url->toLocalFile()).absolutePath();
+            if (QDir::cleanPath(folder).startsWith(inside) &&
+                QDir::cleanPath(folder) != QDir::cleanPath(published) &&
+                QFileInfo(folder).absolutePath() == QDir::cleanPath(packFolder) &&
+                !folders.contains(folder))
+                folders.append(folder);
+        }
+    }
+    return folders;
 }
 
 // Steps that only touch the disk: the staged folder becomes the pack's version folder and the
-// manifest learns its entries. Runs on a worker.
-void publish(const QString& staging, const QString& packFolder, const QString& versionFolder,
-             const QString& packID, QList<InstalledAsset> entries) {
-    const QString store = ContentStore::locate().folder;
-    const QString packs = QDir(store).filePath(u"Packs"_s);
-    const QString parent = QDir(packs).filePath(packFolder);
+// manifest learns its entries. A failure before the manifest is written puts the store back as it
+// was. Runs on a worker.
+void publish(const WorkFolder& staging, const QString& store, const QString& packFolder,
+             const QString& versionFolder, const QString& packID, QList<InstalledAsset> entries) {
+    const QString parent = QDir(QDir(store).filePath(u"Packs"_s)).filePath(packFolder);
     const QString destination = QDir(parent).filePath(versionFolder);
     if (!QDir().mkpath(parent))
-        throw LaunchError::file(u"The Content Pack folder could not be created."_s);
-    removeExisting(destination);
-    if (!moveFolder(staging, destination))
-        throw LaunchError::file(u"The Content Pack could not be moved into place."_s);
+        failMove(u"The Content Pack folder could not be created"_s, errno);
+
+    // The same version again: the new files take the folder's place in one step, and the old
+    // ones wait in the work folder's place until the manifest is written.
+    enum class Published { renamed, exchanged, movedAside } how = Published::renamed;
+    const QString aside = staging.sibling(u"-replaced"_s);
+    const QFileInfo existing(destination);
+    if (existing.isDir() && !existing.isSymLink() &&
+        FileExchange::exchange(staging.path(), destination) == 0) {
+        how = Published::exchanged;
+    } else if (existing.exists() || existing.isSymLink()) {
+        // No exchange on this file system, or not a folder: the old entry steps aside first.
+        if (!renamed(destination, aside))
+            failMove(u"The previous Content Pack files could not be moved aside"_s, errno);
+        how = Published::movedAside;
+    }
+    if (how != Published::exchanged && !renamed(staging.path(), destination)) {
+        const int error = errno;
+        if (how == Published::movedAside)
+            renamed(aside, destination);
+        failMove(u"The Content Pack could not be moved into place"_s, error);
+    }
+
     for (InstalledAsset& entry : entries) {
         entry.localThumbnailURL =
-            ContentStore::rebase(entry.localThumbnailURL, staging, destination);
+            ContentStore::rebase(entry.localThumbnailURL, staging.path(), destination);
         entry.localPreviewVideoURL =
-            ContentStore::rebase(entry.localPreviewVideoURL, staging, destination);
+            ContentStore::rebase(entry.localPreviewVideoURL, staging.path(), destination);
         entry.localProtectedAssetURL =
-            ContentStore::rebase(entry.localProtectedAssetURL, staging, destination);
+            ContentStore::rebase(entry.localProtectedAssetURL, staging.path(), destination);
     }
-    ContentStore::replacePackEntries(store, packID, entries);
-}
+    QList<InstalledAsset> replaced;
+    try {
+        replaced = ContentStore::replacePackEntries(store, packID, entries);
+    } catch (...) {
+        // The manifest still names the old files: put them back where it says they are.
+        if (how == Published::exchanged) {
+            FileExchange::exchange(staging.path(), destination);
+        } else {
+            renamed(destination, staging.path());
+            if (how == Published::movedAside)
+                renamed(aside, destination);
+        }
+        throw;
+    }
 
+    // Only now that the manifest names the new files do the old ones go: first out of the pack
+    // folder in one rename each (into the work folder's name, which a later sweep also removes),
+    // then away.
+    int index = 0;
+    for (const QString& folder : foldersReplaced(replaced, parent, destination))
+        renamed(folder, staging.sibling(u"-old-"_s + QString::number(++index)));
+}
 InstalledAsset entryFor(const Asset& asset) {
     InstalledAsset entry;
     entry.id = asset.id;
@@ -142,7 +184,26 @@ InstalledAsset entryFor(const Asset& asset) {
     return entry;
 }
 
+StreamingDownload::Options assetDownload(StreamingDownload::Limits limits, const Asset& asset,
+                                         bool proved,
+                                         StreamingDownload::Options::Progress progress) {
+    StreamingDownload::Options options;
+    options.hash = proved;
+    options.limits = limits;
+    options.progress = std::move(progress);
+    options.refused = [](int status) { return LaunchContentPackInstallerError::rejected(status); };
+    if (proved && asset.fileSizeBytes && *asset.fileSizeBytes >= 0) {
+        // More bytes than the manifest states cannot prove the asset; stop at once.
+        options.maximumBytes = std::max<qint64>(*asset.fileSizeBytes, 1);
+        options.tooLarge = [name = asset.name] {
+            return LaunchContentPackInstallerError::integrityFailure(name);
+        };
+    }
+    return options;
+}
+
 QCoro::Task<QList<InstalledAsset>> stageAssets(std::shared_ptr<QNetworkAccessManager> network,
+                                               StreamingDownload::Limits limits,
                                                std::vector<Asset> assets, QString staging,
                                                ContentPackInstalling::Progress progress) {
     qint64 statedBytes = 0;
@@ -159,12 +220,13 @@ QCoro::Task<QList<InstalledAsset>> stageAssets(std::shared_ptr<QNetworkAccessMan
 
         const QString assetPath = folder.filePath(asset.id + u".vdasset"_s);
         const QUrl assetURL = *asset.remoteProtectedAssetURL;
-        const auto assetProgress =
-            meter.forDownload(std::max<qint64>(asset.fileSizeBytes.value_or(0), 0));
-        const QString digest =
-            co_await DigestingDownload::fetch(network, assetURL, assetPath, assetProgress);
+        const auto assetOptions =
+            assetDownload(limits, asset, true,
+                          meter.forDownload(std::max<qint64>(asset.fileSizeBytes.value_or(0), 0)));
+        const auto fetched =
+            co_await StreamingDownload::fetch(network, assetURL, assetPath, assetOptions);
         meter.downloadFinished();
-        if (digest != asset.protectedSHA256Hex->toLower())
+        if (fetched.sha256 != asset.protectedSHA256Hex->toLower())
             throw LaunchContentPackInstallerError::integrityFailure(asset.name);
 
         InstalledAsset entry = entryFor(asset);
@@ -172,8 +234,8 @@ QCoro::Task<QList<InstalledAsset>> stageAssets(std::shared_ptr<QNetworkAccessMan
         if (asset.remoteThumbnailURL) {
             const QString path = folder.filePath(asset.id + u"-thumbnail.jpg"_s);
             const QUrl url = *asset.remoteThumbnailURL;
-            const auto thumbnailProgress = meter.forDownload(0);
-            co_await DigestingDownload::fetch(network, url, path, thumbnailProgress);
+            const auto options = assetDownload(limits, asset, false, meter.forDownload(0));
+            co_await StreamingDownload::fetch(network, url, path, options);
             meter.downloadFinished();
             entry.localThumbnailURL = QUrl::fromLocalFile(path);
         }
@@ -181,8 +243,8 @@ QCoro::Task<QList<InstalledAsset>> stageAssets(std::shared_ptr<QNetworkAccessMan
             const QUrl url = *asset.remotePreviewVideoURL;
             const QString path =
                 folder.filePath(asset.id + u"-preview."_s + pathExtension(url).value_or(u"mp4"_s));
-            const auto previewProgress = meter.forDownload(0);
-            co_await DigestingDownload::fetch(network, url, path, previewProgress);
+            const auto options = assetDownload(limits, asset, false, meter.forDownload(0));
+            co_await StreamingDownload::fetch(network, url, path, options);
             meter.downloadFinished();
             entry.localPreviewVideoURL = QUrl::fromLocalFile(path);
         }
@@ -194,8 +256,9 @@ QCoro::Task<QList<InstalledAsset>> stageAssets(std::shared_ptr<QNetworkAccessMan
 } // namespace
 
 ProductionContentPackInstaller::ProductionContentPackInstaller(
-    std::shared_ptr<QNetworkAccessManager> network)
-    : m_network(std::move(network)) {}
+    std::shared_ptr<QNetworkAccessManager> network, StreamingDownload::Limits limits)
+    : m_network(std::move(network))
+    , m_limits(limits) {}
 
 QCoro::Task<> ProductionContentPackInstaller::install(QString packID,
                                                       LaunchContentPackManifest manifest,
@@ -222,36 +285,40 @@ QCoro::Task<> ProductionContentPackInstaller::install(QString packID,
     if (!namesAreSafe)
         throw LaunchContentPackInstallerError::unusableName();
 
-    const QString staging = QDir::temp().filePath(
-        u"vantor-launch-pack-"_s + QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper());
-    if (!QDir().mkpath(staging))
-        throw LaunchError::file(u"A folder for the download could not be created."_s);
+    qint64 statedBytes = 0;
+    for (const Asset& asset : assets)
+        statedBytes += std::max<qint64>(asset.fileSizeBytes.value_or(0), 0);
+
+    // Staged inside the content store, so that publishing is a rename on one file system; the
+    // space is checked before a byte is fetched.
+    const QString store = ContentStore::locate().folder;
+    const auto prepare = [store, statedBytes] {
+        ContentStore::removeLeftovers(store);
+        FileSafety::requireFreeSpace(store, statedBytes);
+        return std::make_shared<WorkFolder>(WorkFolder::create(store, u"pack"_s));
+    };
+    const std::shared_ptr<WorkFolder> staging = co_await Worker::run(prepare);
 
     std::exception_ptr failure;
     try {
-        QList<InstalledAsset> entries =
-            co_await stageAssets(m_network, std::move(assets), staging, std::move(progress));
-        // A worker's exception would reach us wrapped; it hands back the error instead.
-        QFuture<std::optional<LaunchError>> published =
-            QtConcurrent::run([=, entries = std::move(entries)]() -> std::optional<LaunchError> {
-                try {
-                    publish(staging, packFolder, versionFolder, packID, entries);
-                } catch (const LaunchError& error) {
-                    return error;
-                }
-                return std::nullopt;
-            });
-        if (const std::optional<LaunchError> error = co_await published)
-            throw *error;
+        QList<InstalledAsset> entries = co_await stageAssets(m_network, m_limits, std::move(assets),
+                                                             staging->path(), std::move(progress));
+        const auto publishing = [=, entries = std::move(entries)] {
+            publish(*staging, store, packFolder, versionFolder, packID, entries);
+            return true;
+        };
+        co_await Worker::run(publishing);
     } catch (...) {
         failure = std::current_exception();
     }
-    if (failure) {
-        QFuture<bool> removed =
-            QtConcurrent::run([staging] { return QDir(staging).removeRecursively(); });
-        co_await removed;
+    // The work folder goes with everything it still holds, whatever happened.
+    const auto release = [staging]() mutable {
+        *staging = WorkFolder();
+        return true;
+    };
+    co_await Worker::run(release);
+    if (failure)
         std::rethrow_exception(failure);
-    }
 }
 
 QCoro::Task<QHash<QString, QString>> ProductionContentPackInstaller::installedPackVersions() {

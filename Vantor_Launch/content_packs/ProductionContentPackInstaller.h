@@ -1,17 +1,21 @@
 #pragma once
 
 #include "content_packs/ContentPackInstalling.h"
+#include "core/StreamingDownload.h"
 
 #include <memory>
 
 class QNetworkAccessManager;
 
-// Downloads every file of a pack into a private staging folder, proves each asset against its
-// published SHA-256, then moves the folder into the content store and records its entries in
-// "catalog.json". Nothing reaches the content store unless every file arrived and passed.
+// Downloads every file of a pack into a work folder inside the content store, proves each asset
+// against its published SHA-256, then renames the folder into place and records its entries in
+// "catalog.json". Nothing reaches the content store unless every file arrived and passed, and at
+// every instant "catalog.json" names only whole files: the new version folder is complete before
+// the manifest changes, and the files it replaces go only after the manifest names the new ones.
 class ProductionContentPackInstaller : public ContentPackInstalling {
 public:
-    explicit ProductionContentPackInstaller(std::shared_ptr<QNetworkAccessManager> network);
+    explicit ProductionContentPackInstaller(std::shared_ptr<QNetworkAccessManager> network,
+                                            StreamingDownload::Limits limits = {});
 
     QCoro::Task<> install(QString packID, LaunchContentPackManifest manifest,
                           Progress progress) override;
@@ -19,4 +23,5 @@ public:
 
 private:
     std::shared_ptr<QNetworkAccessManager> m_network;
+    StreamingDownload::Limits m_limits;
 };

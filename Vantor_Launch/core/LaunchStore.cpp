@@ -86,6 +86,12 @@ void LaunchStore::setSelection(Launch::LaunchSection section) {
 }
 
 void LaunchStore::setDemoEnabled(bool enabled) {
+    if (enabled != m_demoEnabled) {
+        // What the update flow remembered belongs to the mode that is ending: a Director closed
+        // for an update is not reopened, nor a waiting update started, in the other mode.
+        setReopenAfterUpdateAppID(std::nullopt);
+        setQueuedUpdateApplication(std::nullopt);
+    }
     assign(this, m_demoEnabled, enabled, &LaunchStore::demoEnabledChanged);
 }
 

@@ -103,8 +103,8 @@ QCoro::Task<> LaunchStore::refreshApplications() {
     setApps(applyRememberedLocations(discovered));
     reconcileBuiltInCreator();
     co_await checkDirectorRelease();
-    if (!ticket.stillApplies())
-        co_return;
+    // Not dropped when a start() came meanwhile: a queued update waits for exactly this refresh,
+    // and resumeQueuedUpdate() looks at the running copies afresh.
     co_await resumeQueuedUpdate();
 }
 

@@ -2,6 +2,7 @@
 #include "LauncherApp.h"
 #include "PanelLocationChooser.h"
 #include "QmlEngineSetup.h"
+#include "content_packs/ContentStore.h"
 #include "core/BuildSettings.h"
 #include "core/LaunchError.h"
 #include "core/LaunchStore.h"
@@ -14,6 +15,7 @@
 #include <QCommandLineParser>
 #include <QFile>
 #include <QQmlApplicationEngine>
+#include <QThreadPool>
 #include <QtQml/qqmlextensionplugin.h>
 #include <cstdio>
 
@@ -98,6 +100,11 @@ int main(int argc, char* argv[]) {
     const auto instance = PlatformServices::makeLauncherInstance();
     if (!instance->claim() || handedOver)
         return 0;
+
+    // What a killed earlier run left in the content store goes now, off the main thread; an
+    // update's leftovers go when the next update starts.
+    QThreadPool::globalInstance()->start(
+        [] { ContentStore::removeLeftovers(ContentStore::locate().folder); });
 
     // The store asks where an application is through the main window's folder panel.
     const auto locationChooser = std::make_shared<PanelLocationChooser>();

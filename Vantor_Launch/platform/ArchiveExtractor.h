@@ -2,6 +2,7 @@
 
 #include <QString>
 #include <QtGlobal>
+#include <optional>
 
 // Unpacks a downloaded zip archive. Everything in it is hostile until proved otherwise: an entry
 // that would land outside the destination, a link that points out of it, or an archive larger than
@@ -20,4 +21,9 @@ public:
     // until then stays for the caller to remove. Throws LaunchError when destination cannot be
     // written (disk full, no permission). Blocks: call it from a worker thread.
     virtual bool extract(const QString& archive, const QString& destination) const = 0;
+
+    // What the archive's entries say they unpack to, read from its directory without unpacking;
+    // nullopt when the archive cannot be read. For the space check only: extract() counts what it
+    // really writes. Blocks: call it from a worker thread.
+    virtual std::optional<qint64> unpackedSize(const QString& archive) const = 0;
 };

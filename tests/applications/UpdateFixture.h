@@ -33,13 +33,13 @@ public:
     HttpsTestServer server;
     SigningFixture signing;
     QString applications = root.filePath(QStringLiteral("home/Applications"));
-    QString temporary = root.filePath(QStringLiteral("tmp"));
+    // Short enough that a silent or crawling server is seen within a test.
+    StreamingDownload::Limits limits{2000, 64, 3000};
     BundleSpec installedSpec{directorID, QStringLiteral("2.4.1"), QStringLiteral("2410")};
     QUrl installed;
     QList<qint64> startedProcesses;
 
     UpdateFixture() {
-        QDir().mkpath(temporary);
         // A real program as executable, so that a copy started from the bundle shows as running.
         installed = writeBundle(applications, QStringLiteral("Vantor Director.app"), installedSpec);
         useTestApp(installed, installedSpec);
@@ -77,7 +77,7 @@ public:
                                                    std::make_shared<LibarchiveExtractor>(),
                                                    signature(),
                                                    std::make_shared<RenameExchangeReplacement>()},
-            temporary);
+            limits);
     }
 
     // A bundle folder under build/<folder>/<name>, signed unless signer is null.
@@ -140,15 +140,12 @@ public:
         return processId;
     }
 
-    // What the updater left behind: nothing in the temporary folder, no work folder beside the
-    // installed bundle.
+    // What the updater left behind: no work folder or lock beside the installed bundle.
     QStringList leftovers() const {
         const auto list = [](const QString& folder, const QStringList& patterns) {
             return QDir(folder).entryList(patterns, QDir::AllEntries | QDir::NoDotAndDotDot |
                                                         QDir::Hidden | QDir::System);
         };
-        return list(temporary, {}) +
-               list(applications,
-                    {QLatin1String(BundleReplacement::workFolderPrefix) + QLatin1Char('*')});
+        return list(applications, {QStringLiteral(".vantor-launch-*")});
     }
 };

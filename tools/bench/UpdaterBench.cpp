@@ -140,14 +140,12 @@ int main(int argc, char* argv[]) {
 
     const QString installed = work + u"/Applications/Vantor Director.app"_s;
     QDir().mkpath(work + u"/Applications"_s);
-    QDir().mkpath(work + u"/tmp"_s);
     const auto workspace = std::make_shared<LinuxWorkspace>();
     ProductionApplicationUpdater updater(
         {network, workspace, std::make_shared<LibarchiveExtractor>(),
          std::make_shared<CmsCodeSignature>(QList<QByteArray>{signing.authority.certificatePem()},
                                             false),
-         std::make_shared<RenameExchangeReplacement>()},
-        work + u"/tmp"_s);
+         std::make_shared<RenameExchangeReplacement>()});
 
     const QString script = uR"(set -e
 T="$WORK/shell-tmp"; rm -rf "$T"; mkdir -p "$T/x"

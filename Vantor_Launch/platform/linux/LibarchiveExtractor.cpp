@@ -206,3 +206,26 @@ bool LibarchiveExtractor::extract(const QString& archivePath, const QString& des
         return false;
     return everyLinkResolvesInside(root);
 }
+
+std::optional<qint64> LibarchiveExtractor::unpackedSize(const QString& archivePath) const {
+    const std::unique_ptr<archive, ReaderDeleter> reader(archive_read_new());
+    // The seekable reader takes the sizes from the zip's central directory: nothing is inflated.
+    archive_read_support_format_zip_seekable(reader.get());
+    if (archive_read_open_filename(reader.get(), QFile::encodeName(archivePath).constData(),
+                                   1 << 16) != ARCHIVE_OK)
+        return std::nullopt;
+    qint64 total = 0;
+    qint64 entries = 0;
+    archive_entry* entry = nullptr;
+    for (;;) {
+        const int status = archive_read_next_header(reader.get(), &entry);
+        if (status == ARCHIVE_EOF)
+            return total;
+        if (status != ARCHIVE_OK || ++entries > m_entryCeiling)
+            return std::nullopt;
+        if (archive_entry_size_is_set(entry))
+            total += std::max<la_int64_t>(archive_entry_size(entry), 0);
+        if (total > m_totalBytesCeiling)
+            return total;
+    }
+}

@@ -10,6 +10,7 @@ public:
                                  qint64 entryCeiling = maximumEntries);
 
     bool extract(const QString& archive, const QString& destination) const override;
+    std::optional<qint64> unpackedSize(const QString& archive) const override;
 
     // Whether a link stored at entryPath (relative to the destination) with this target stays
     // inside the destination, judged on the text alone.
