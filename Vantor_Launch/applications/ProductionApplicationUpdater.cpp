@@ -76,6 +76,7 @@ struct Inputs {
     QString archive;
     QString extraction;
     QFuture<std::optional<SigningIdentity>> installedIdentity;
+    qint64 spaceMargin = 0;
 };
 
 // Unpacks, finds the application and proves it; the bundle's path when it passed.
@@ -83,7 +84,8 @@ QString unpackAndVerify(const Inputs& inputs) {
     // The archive goes once unpacked, so what the bundle needs is its unpacked size.
     const qint64 archiveBytes = QFileInfo(inputs.archive).size();
     if (const auto unpacked = inputs.extractor->unpackedSize(inputs.archive))
-        FileSafety::requireFreeSpace(inputs.extraction, *unpacked - archiveBytes);
+        FileSafety::requireFreeSpace(inputs.extraction, *unpacked - archiveBytes,
+                                     inputs.spaceMargin);
     const bool extracted = inputs.extractor->extract(inputs.archive, inputs.extraction);
     QFile::remove(inputs.archive); // unpacked: no longer needed
     if (!extracted)
@@ -141,11 +143,10 @@ QCoro::Task<> ProductionApplicationUpdater::installUpdate(AvailableApplicationRe
 
     const QString installed = installedBundle.toLocalFile();
     const QString parent = QFileInfo(installed).absolutePath();
-    const auto prepare = [parent] {
+    const qint64 margin = m_limits.spaceMarginBytes;
+    const auto prepare = [parent, margin] {
         WorkFolder::removeLeftovers(parent);
-        // The archive and, at least, as much again unpacked; the exact unpacked size is checked
-        // again before unpacking.
-        FileSafety::requireFreeSpace(parent, 0);
+        FileSafety::requireFreeSpace(parent, 0, margin);
         return std::make_shared<WorkFolder>(WorkFolder::create(parent, u"update"_s));
     };
     const std::shared_ptr<WorkFolder> work = co_await Worker::run(prepare);
@@ -164,20 +165,20 @@ QCoro::Task<> ProductionApplicationUpdater::installUpdate(AvailableApplicationRe
         StreamingDownload::Options options;
         options.limits = m_limits;
         const qint64 available = FileSafety::freeBytes(parent);
+        // The archive and, at least, as much again unpacked; the exact unpacked size is checked
+        // again before unpacking. A body without a length stops where the disk would fill.
         options.maximumBytes =
-            available < 0
-                ? maximumDownloadBytes
-                : std::clamp<qint64>(available - FileSafety::spaceMargin, 1, maximumDownloadBytes);
-        options.accept = [parent](qint64 length) {
+            available < 0 ? maximumDownloadBytes
+                          : std::clamp<qint64>((available - margin) / 2, 1, maximumDownloadBytes);
+        options.accept = [parent, margin](qint64 length) {
             if (length > 0)
-                FileSafety::requireFreeSpace(parent, 2 * length);
+                FileSafety::requireFreeSpace(parent, 2 * length, margin);
         };
         options.refused = [](int) { return LaunchError::url(LaunchError::badServerResponse); };
-        options.tooLarge = [parent, available] {
-            return available >= 0 && available - FileSafety::spaceMargin < maximumDownloadBytes
-                       ? LaunchError::file(FileSafety::notEnoughSpaceText(
-                             parent, maximumDownloadBytes, available))
-                       : makeLaunchError(Error::invalidArchive);
+        options.tooLarge = [parent, available, limit = options.maximumBytes] {
+            return limit < maximumDownloadBytes ? LaunchError::file(FileSafety::notEnoughSpaceText(
+                                                      parent, 2 * limit + 1, available))
+                                                : makeLaunchError(Error::invalidArchive);
         };
         co_await StreamingDownload::fetch(services.network, downloadURL, archive, options);
         qCDebug(lcUpdater) << "Downloaded" << downloadURL;
@@ -186,7 +187,7 @@ QCoro::Task<> ProductionApplicationUpdater::installUpdate(AvailableApplicationRe
             throw LaunchError::file(u"The folder %1 could not be created."_s.arg(extraction));
         Inputs inputs{services.extractor, services.signature, release,
                       installed,          bundleIdentifiers,  archive,
-                      extraction,         installedIdentity};
+                      extraction,         installedIdentity,  margin};
         const auto verify = [inputs = std::move(inputs)] { return unpackAndVerify(inputs); };
         const QString verified = co_await Worker::run(verify);
         qCDebug(lcUpdater) << "Verified" << verified;

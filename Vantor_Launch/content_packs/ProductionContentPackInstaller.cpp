@@ -292,9 +292,9 @@ QCoro::Task<> ProductionContentPackInstaller::install(QString packID,
     // Staged inside the content store, so that publishing is a rename on one file system; the
     // space is checked before a byte is fetched.
     const QString store = ContentStore::locate().folder;
-    const auto prepare = [store, statedBytes] {
+    const auto prepare = [store, statedBytes, margin = m_limits.spaceMarginBytes] {
         ContentStore::removeLeftovers(store);
-        FileSafety::requireFreeSpace(store, statedBytes);
+        FileSafety::requireFreeSpace(store, statedBytes, margin);
         return std::make_shared<WorkFolder>(WorkFolder::create(store, u"pack"_s));
     };
     const std::shared_ptr<WorkFolder> staging = co_await Worker::run(prepare);

@@ -112,11 +112,11 @@ QString FileSafety::notEnoughSpaceText(const QString& folder, qint64 neededBytes
         locale.formattedDataSize(std::max<qint64>(freeBytes, 0), 1, QLocale::DataSizeSIFormat));
 }
 
-void FileSafety::requireFreeSpace(const QString& folder, qint64 neededBytes) {
+void FileSafety::requireFreeSpace(const QString& folder, qint64 neededBytes, qint64 marginBytes) {
     const qint64 available = freeBytes(folder);
     if (available < 0)
         return;
-    const qint64 needed = std::max<qint64>(neededBytes, 0) + spaceMargin;
+    const qint64 needed = std::max<qint64>(neededBytes, 0) + marginBytes;
     if (available < needed)
         throw LaunchError::file(notEnoughSpaceText(folder, needed, available));
 }

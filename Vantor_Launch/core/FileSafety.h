@@ -20,12 +20,9 @@ void writeAtomically(const QString& path, const QByteArray& bytes);
 // -1 when it cannot be told.
 qint64 freeBytes(const QString& path);
 
-// Room kept free beside any download, so that the user's own work can still be saved.
-constexpr qint64 spaceMargin = 64 * 1024 * 1024;
-
 // Throws a file LaunchError naming how much is needed and where, when the file system of folder
-// has less than neededBytes plus the margin free. Says nothing when free space cannot be told.
-void requireFreeSpace(const QString& folder, qint64 neededBytes);
+// has less than neededBytes plus marginBytes free. Says nothing when free space cannot be told.
+void requireFreeSpace(const QString& folder, qint64 neededBytes, qint64 marginBytes);
 
 // "There is not enough free space in <folder>: <needed> are needed and <free> are free."
 QString notEnoughSpaceText(const QString& folder, qint64 neededBytes, qint64 freeBytes);

@@ -24,6 +24,9 @@ public:
         // Fewer than floorBytes over any floorWindowMilliseconds ends it too.
         qint64 floorBytes = 64 * 1024;
         int floorWindowMilliseconds = 120'000;
+        // Room the space check keeps free beside a download, so that the user's own work can
+        // still be saved.
+        qint64 spaceMarginBytes = 64 * 1024 * 1024;
     };
 
     struct Options {

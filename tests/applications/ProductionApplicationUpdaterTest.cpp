@@ -5,6 +5,7 @@
 #include "UpdateFixture.h"
 #include "applications/ApplicationUpdaterError.h"
 #include "applications/ProductionApplicationDiscovery.h"
+#include "core/WorkFolder.h"
 
 #include <QTest>
 
@@ -184,6 +185,19 @@ private Q_SLOTS:
         QTest::newRow("other team")
             << publishingRelease(UpdateFixture::releaseSpec(), &SigningFixture::developerB)
             << text(Error::signingIdentityMismatch) << 1;
+        // Hostile servers end as time-outs, never as a download that does not end.
+        const auto answering = [](HttpsTestServer::Response response) {
+            return Scenario([response](UpdateFixture& fixture) {
+                fixture.server.reply(u"GET"_s, UpdateFixture::downloadPath, response);
+                return fixture.release();
+            });
+        };
+        const QString timedOut = LaunchError::url(LaunchError::timedOut).description();
+        QTest::newRow("silent server")
+            << answering({200, "never", "application/zip", {}, 4000}) << timedOut << 1;
+        HttpsTestServer::Response trickle(200, QByteArray(64, 'z'), "application/zip");
+        trickle.trickleMilliseconds = 1000;
+        QTest::newRow("trickling body") << answering(trickle) << timedOut << 1;
         QTest::newRow("foreign signing identifier")
             << publishingRelease(UpdateFixture::releaseSpec(), &SigningFixture::developerA,
                                  u"com.example.Other"_s)
@@ -214,6 +228,13 @@ private Q_SLOTS:
                                  u"0B7C2F7E-3C1D-4E55-8A8A-6F1E2D3C4B5A"_s;
         writeBundle(leftover, u"Vantor Director Backup-1.app"_s,
                     {UpdateFixture::directorID, u"2.3.0"_s, u"2300"_s});
+        // A killed update's download (its lock is gone with the process), and one that a running
+        // launcher still holds.
+        const QString killed =
+            fixture.applications + u"/.vantor-launch-update-6F1E2D3C-4B5A-4E55-8A8A-0B7C2F7E3C1D"_s;
+        QVERIFY(QDir().mkpath(killed + u"/unpacked"_s));
+        QVERIFY(QFile(killed + u".lock"_s).open(QIODevice::WriteOnly));
+        const WorkFolder held = WorkFolder::create(fixture.applications, u"update"_s);
         ProductionApplicationDiscovery discovery(
             UpdateFixture::configuration(), std::make_shared<LinuxWorkspace>(),
             {fixture.root.filePath(u"system"_s), fixture.root.filePath(u"home"_s)});
@@ -224,7 +245,10 @@ private Q_SLOTS:
         const TaskOutcome<bool> outcome = install(fixture, fixture.release());
         QVERIFY(!outcome.error);
         QVERIFY(!QFileInfo::exists(leftover));
-        QCOMPARE(fixture.leftovers(), QStringList());
+        QVERIFY(!QFileInfo::exists(killed) && !QFileInfo::exists(killed + u".lock"_s));
+        QCOMPARE(fixture.leftovers(),
+                 QStringList({QFileInfo(held.path()).fileName(),
+                              QFileInfo(held.path()).fileName() + u".lock"_s}));
     }
 
     void refusesWhileACopyRuns() {

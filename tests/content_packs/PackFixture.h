@@ -15,8 +15,10 @@ public:
             "Library/Containers/nz.co.halvex.VantorDirector/Data/Library/Application Support/"
             "Vantor Director/Creator Backgrounds"));
     }
+    // The installer's work items (staging folders, their locks, manifest drafts).
     QStringList stagingFolders() const {
-        return QDir(filePath(QStringLiteral("tmp")))
-            .entryList({QStringLiteral("vantor-launch-pack-*")}, QDir::Dirs);
+        return QDir(fallbackStore())
+            .entryList({QStringLiteral(".vantor-launch-*")},
+                       QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot);
     }
 };

@@ -33,7 +33,8 @@ HttpsTestServer::HttpsTestServer(int port) {
         outgoing.status = response.status;
         for (const auto& [name, value] : response.headers)
             outgoing.set_header(name.toStdString(), value.toStdString());
-        if (response.filePath.isEmpty() && response.dropAfterBytes < 0)
+        if (response.filePath.isEmpty() && response.dropAfterBytes < 0 && !response.endless &&
+            response.trickleMilliseconds <= 0)
             outgoing.set_content(response.body.toStdString(), response.contentType.toStdString());
         else
             streamBody(response, outgoing);
@@ -62,15 +63,28 @@ void HttpsTestServer::streamBody(const Response& response, httplib::Response& ou
         outgoing.status = 500;
         return;
     }
+    if (response.endless) {
+        outgoing.set_chunked_content_provider(
+            response.contentType.toStdString(), [](size_t, httplib::DataSink& sink) {
+                static const QByteArray zeros(256 * 1024, '\0');
+                return sink.write(zeros.constData(), size_t(zeros.size()));
+            });
+        return;
+    }
     const qint64 length = response.filePath.isEmpty() ? response.body.size() : file->size();
+    const int trickle = response.trickleMilliseconds;
     const QByteArray body = response.body;
     const qint64 dropAfter = response.dropAfterBytes;
     outgoing.set_content_provider(
         size_t(length), response.contentType.toStdString(),
-        [file, body, dropAfter](size_t offset, size_t available, httplib::DataSink& sink) {
+        [file, body, dropAfter, trickle](size_t offset, size_t available, httplib::DataSink& sink) {
             if (dropAfter >= 0 && qint64(offset) >= dropAfter)
                 return false;
             qint64 slice = std::min<qint64>(qint64(available), 256 * 1024);
+            if (trickle > 0) {
+                std::this_thread::sleep_for(std::chrono::milliseconds(trickle));
+                slice = 1;
+            }
             if (dropAfter >= 0)
                 slice = std::min<qint64>(slice, dropAfter - qint64(offset));
             if (body.isEmpty() && file->isOpen()) {

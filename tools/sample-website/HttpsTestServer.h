@@ -51,6 +51,10 @@ public:
         QString filePath;
         // Announces the whole length, sends this many body bytes, then drops the connection.
         qint64 dropAfterBytes = -1;
+        // Announces no length and never ends: zeros in chunks until the client goes.
+        bool endless = false;
+        // Sends the body one byte at a time, this many milliseconds apart.
+        int trickleMilliseconds = 0;
     };
 
     using Handler = std::function<Response(const Request&)>;
