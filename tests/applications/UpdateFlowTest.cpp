@@ -272,6 +272,61 @@ private Q_SLOTS:
         QVERIFY(!store->reopenAfterUpdateAppID());
     }
 
+    // Closing the window to the tray and showing it again runs start() while an update installs:
+    // the outcome is still told and the Director this flow closed reopens. A mode switch, at any
+    // point up to the reopening, forgets the reopen instead.
+    void updateOutcomeOutlivesAStart_data() {
+        QTest::addColumn<QString>("interruption");
+        QTest::addColumn<bool>("reopened");
+        QTest::newRow("start while installing") << u"start"_s << true;
+        QTest::newRow("demo while installing") << u"demo"_s << false;
+        QTest::newRow("demo during the closing refresh") << u"demo in refresh"_s << false;
+    }
+
+    void updateOutcomeOutlivesAStart() {
+        QFETCH(QString, interruption);
+        QFETCH(bool, reopened);
+        StoreFixture fixture;
+        auto store = fixture.makeStore();
+        InstalledApp director = fixture.director(u"2.4.1"_s);
+        director.isRunning = true;
+        fixture.workspace->running = {runningCopy(director)};
+        QVERIFY(refresh(fixture, *store, director, release(u"2.5.0"_s)));
+        store->updateApplication(store->apps()[0]);
+        store->confirmRunningUpdate();
+
+        // Director quits; the refresh that follows resumes the queued update.
+        fixture.workspace->running = {};
+        director.isRunning = false;
+        fixture.updater->install.holdCalls();
+        fixture.discovery->discover.answerWith({director, fixture.creator()});
+        fixture.releaseChecker->latest.answerWith(release(u"2.5.0"_s));
+        auto resumed = store->refreshApplications();
+        QTRY_COMPARE(fixture.updater->install.pendingCount(), 1);
+
+        if (interruption == u"demo"_s)
+            store->setDemoEnabled(true);
+        if (interruption != u"demo in refresh"_s) {
+            fixture.answerStartUp({director, fixture.creator()});
+            QVERIFY(finishes(store->start()));
+        }
+        fixture.discovery->discover.holdCalls();
+        fixture.updater->install.complete({});
+        if (interruption == u"demo in refresh"_s) {
+            QTRY_COMPARE(fixture.discovery->discover.pendingCount(), 1);
+            store->setDemoEnabled(true);
+            fixture.discovery->discover.complete({fixture.director(u"2.5.0"_s), fixture.creator()});
+        } else if (!store->demoEnabled()) {
+            QTRY_COMPARE(fixture.discovery->discover.pendingCount(), 1);
+            fixture.discovery->discover.complete({fixture.director(u"2.5.0"_s), fixture.creator()});
+        }
+        QVERIFY(finishes(resumed));
+        QVERIFY(!store->updatingAppID());
+        QCOMPARE(store->message(), u"Vantor Director 2.5.0 was installed successfully."_s);
+        QCOMPARE(fixture.workspace->opened.size(), reopened ? 1 : 0);
+        QVERIFY(!store->reopenAfterUpdateAppID());
+    }
+
     // Nothing is queued for a running Director that this build cannot update or cannot close.
     void runningDirectorThatCannotBeUpdatedIsNotQueued_data() {
         QTest::addColumn<bool>("hasUpdater");
