@@ -74,32 +74,19 @@ bool renamed(const QString& from, const QString& to) {
     return ::rename(QFile::encodeName(from).constData(), QFile::encodeName(to).constData()) == 0;
 }
 
-// The version folders that the replaced entries lived in, other than the one just published.
-QStringList foldersReplaced(const QList<InstalledAsset>& replaced, const QString& packFolder,
-                            const QString& published) {
-    QStringList folders;
-    const QString inside = QDir::cleanPath(packFolder) + u'/';
-    for (const InstalledAsset& entry : replaced) {
-        for (const auto& url :
-             {entry.localProtectedAssetURL, entry.localThumbnailURL, entry.localPreviewVideoURL}) {
-            if (!url || !url->isLocalFile())
-                continue;
-            const QString folder = QFileInfo(url->toLocalFile()).absolutePath();
-            if (QDir::cleanPath(folder).startsWith(inside) &&
-                QDir::cleanPath(folder) != QDir::cleanPath(published) &&
-                QFileInfo(folder).absolutePath() == QDir::cleanPath(packFolder) &&
-                !folders.contains(folder))
-                folders.append(folder);
-        }
-    }
-    return folders;
-}
-
 // Steps that only touch the disk: the staged folder becomes the pack's version folder and the
 // manifest learns its entries. A failure before the manifest is written puts the store back as it
 // was. Runs on a worker.
+using Step = ProductionContentPackInstaller::Step;
+
 void publish(const WorkFolder& staging, const QString& store, const QString& packFolder,
-             const QString& versionFolder, const QString& packID, QList<InstalledAsset> entries) {
+             const QString& versionFolder, const QString& packID, QList<InstalledAsset> entries,
+             const std::function<void(Step)>& checkpoint) {
+    const auto reached = [&](Step step) {
+        if (checkpoint)
+            checkpoint(step);
+    };
+    reached(Step::staged);
     const QString parent = QDir(QDir(store).filePath(u"Packs"_s)).filePath(packFolder);
     const QString destination = QDir(parent).filePath(versionFolder);
     if (!QDir().mkpath(parent))
@@ -126,6 +113,8 @@ void publish(const WorkFolder& staging, const QString& store, const QString& pac
         failMove(u"The Content Pack could not be moved into place"_s, error);
     }
 
+    reached(Step::movedIntoPlace);
+
     for (InstalledAsset& entry : entries) {
         entry.localThumbnailURL =
             ContentStore::rebase(entry.localThumbnailURL, staging.path(), destination);
@@ -134,9 +123,8 @@ void publish(const WorkFolder& staging, const QString& store, const QString& pac
         entry.localProtectedAssetURL =
             ContentStore::rebase(entry.localProtectedAssetURL, staging.path(), destination);
     }
-    QList<InstalledAsset> replaced;
     try {
-        replaced = ContentStore::replacePackEntries(store, packID, entries);
+        ContentStore::replacePackEntries(store, packID, entries);
     } catch (...) {
         // The manifest still names the old files: put them back where it says they are.
         if (how == Published::exchanged) {
@@ -148,13 +136,18 @@ void publish(const WorkFolder& staging, const QString& store, const QString& pac
         }
         throw;
     }
+    reached(Step::manifestWritten);
 
-    // Only now that the manifest names the new files do the old ones go: first out of the pack
-    // folder in one rename each (into the work folder's name, which a later sweep also removes),
-    // then away.
+    // Only now that the manifest names the new files do the pack's other version folders go: each
+    // leaves the pack folder in one rename, into the work folder's name (which a later sweep also
+    // takes), and is removed with it.
     int index = 0;
-    for (const QString& folder : foldersReplaced(replaced, parent, destination))
-        renamed(folder, staging.sibling(u"-old-"_s + QString::number(++index)));
+    for (const QString& name : QDir(parent).entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
+        if (name != versionFolder)
+            renamed(QDir(parent).filePath(name),
+                    staging.sibling(u"-old-"_s + QString::number(++index)));
+    }
+    reached(Step::oldVersionsMoved);
 }
 InstalledAsset entryFor(const Asset& asset) {
     InstalledAsset entry;
@@ -256,9 +249,11 @@ QCoro::Task<QList<InstalledAsset>> stageAssets(std::shared_ptr<QNetworkAccessMan
 } // namespace
 
 ProductionContentPackInstaller::ProductionContentPackInstaller(
-    std::shared_ptr<QNetworkAccessManager> network, StreamingDownload::Limits limits)
+    std::shared_ptr<QNetworkAccessManager> network, StreamingDownload::Limits limits,
+    std::function<void(Step)> checkpoint)
     : m_network(std::move(network))
-    , m_limits(limits) {}
+    , m_limits(limits)
+    , m_checkpoint(std::move(checkpoint)) {}
 
 QCoro::Task<> ProductionContentPackInstaller::install(QString packID,
                                                       LaunchContentPackManifest manifest,
@@ -303,8 +298,8 @@ QCoro::Task<> ProductionContentPackInstaller::install(QString packID,
     try {
         QList<InstalledAsset> entries = co_await stageAssets(m_network, m_limits, std::move(assets),
                                                              staging->path(), std::move(progress));
-        const auto publishing = [=, entries = std::move(entries)] {
-            publish(*staging, store, packFolder, versionFolder, packID, entries);
+        const auto publishing = [=, checkpoint = m_checkpoint, entries = std::move(entries)] {
+            publish(*staging, store, packFolder, versionFolder, packID, entries, checkpoint);
             return true;
         };
         co_await Worker::run(publishing);

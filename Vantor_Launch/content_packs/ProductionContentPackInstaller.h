@@ -3,6 +3,7 @@
 #include "content_packs/ContentPackInstalling.h"
 #include "core/StreamingDownload.h"
 
+#include <functional>
 #include <memory>
 
 class QNetworkAccessManager;
@@ -14,8 +15,13 @@ class QNetworkAccessManager;
 // the manifest changes, and the files it replaces go only after the manifest names the new ones.
 class ProductionContentPackInstaller : public ContentPackInstalling {
 public:
+    // The steps of publishing a staged pack, in order.
+    enum class Step { staged, movedIntoPlace, manifestWritten, oldVersionsMoved };
+
+    // checkpoint runs on the worker after each step (tests pause there to interrupt an install).
     explicit ProductionContentPackInstaller(std::shared_ptr<QNetworkAccessManager> network,
-                                            StreamingDownload::Limits limits = {});
+                                            StreamingDownload::Limits limits = {},
+                                            std::function<void(Step)> checkpoint = {});
 
     QCoro::Task<> install(QString packID, LaunchContentPackManifest manifest,
                           Progress progress) override;
@@ -24,4 +30,5 @@ public:
 private:
     std::shared_ptr<QNetworkAccessManager> m_network;
     StreamingDownload::Limits m_limits;
+    std::function<void(Step)> m_checkpoint;
 };
