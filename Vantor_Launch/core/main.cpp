@@ -14,6 +14,7 @@
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QFile>
+#include <QIcon>
 #include <QQmlApplicationEngine>
 #include <QThreadPool>
 #include <QtQml/qqmlextensionplugin.h>
@@ -53,6 +54,10 @@ int main(int argc, char* argv[]) {
     application.setApplicationName(u"Vantor Launch"_s);
     application.setApplicationDisplayName(u"Vantor Launcher"_s);
     application.setApplicationVersion(QLatin1String(LAUNCHER_VERSION));
+    // The installed entry's name and icon: Wayland matches windows to the entry by this name, X11
+    // by the window class set below.
+    QGuiApplication::setDesktopFileName(QStringLiteral(LAUNCHER_APP_ID));
+    QGuiApplication::setWindowIcon(QIcon::fromTheme(QStringLiteral(LAUNCHER_APP_ID)));
 
     QCommandLineParser parser;
     parser.setApplicationDescription(u"Companion for Vantor Director and Vantor Creator."_s);
@@ -130,7 +135,15 @@ int main(int argc, char* argv[]) {
     prepareQmlEngine(engine);
     engine.setInitialProperties({{u"store"_s, QVariant::fromValue(&store)},
                                  {u"launcher"_s, QVariant::fromValue(&launcher)}});
+    // On X11 the entry finds the windows by their class (StartupWMClass): Qt names it after
+    // RESOURCE_NAME when it makes the first window. Only for that moment, so that the programs the
+    // launcher starts keep their own.
+    const bool namesWindowClass = !qEnvironmentVariableIsSet("RESOURCE_NAME");
+    if (namesWindowClass)
+        qputenv("RESOURCE_NAME", LAUNCHER_APP_ID);
     engine.load(QUrl(u"qrc:/Vantor/Launch/Main.qml"_s));
+    if (namesWindowClass)
+        qunsetenv("RESOURCE_NAME");
     if (engine.rootObjects().isEmpty())
         return 1;
     return application.exec();

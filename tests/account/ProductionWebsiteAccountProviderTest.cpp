@@ -11,6 +11,7 @@
 
 #include <QJsonDocument>
 #include <QRegularExpression>
+#include <QTemporaryDir>
 #include <QTest>
 #include <QUrlQuery>
 
@@ -347,6 +348,25 @@ private Q_SLOTS:
                  u"/opt/vantor/bin/vantor-launcher"_s);
         QCOMPARE(SchemeHandlerRegistration::execProgram(u"/home/a b/$x\"q\\"_s),
                  u"\"/home/a b/\\$x\\\"q\\\\\""_s);
+    }
+
+    void installedLauncherLeavesTheSchemeToItsEntry() {
+        QTemporaryDir root;
+        const QString executable = root.filePath(u"usr/bin/vantor-launcher"_s);
+        const QString data = root.filePath(u"data"_s);
+        const QString config = root.filePath(u"config"_s);
+        QVERIFY(QDir().mkpath(root.filePath(u"usr/share/applications"_s)));
+        QFile entry(root.filePath(u"usr/share/applications/nz.co.halvex.VantorLaunch.desktop"_s));
+        QVERIFY(entry.open(QIODevice::WriteOnly));
+        entry.close();
+        SchemeHandlerRegistration::registerForUser(u"vantor-launch"_s, executable, data, config);
+        QVERIFY(!QFileInfo::exists(data));
+        QVERIFY(!QFileInfo::exists(config));
+
+        // Without the entry beside it, as in the build folder, the launcher registers itself.
+        QVERIFY(entry.remove());
+        SchemeHandlerRegistration::registerForUser(u"vantor-launch"_s, executable, data, config);
+        QVERIFY(QFileInfo::exists(config + u"/mimeapps.list"_s));
     }
 
     void cancelledSignInSendsNothing() {

@@ -1,5 +1,7 @@
 #include "platform/linux/SchemeHandlerRegistration.h"
 
+#include "core/BuildSettings.h"
+
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -30,6 +32,12 @@ void writeIfChanged(const QString& path, const QString& text) {
         file.write(text.toUtf8());
         file.commit();
     }
+}
+
+bool isInstalled(const QString& executable) {
+    return QFileInfo(QDir::cleanPath(QFileInfo(executable).path() + u'/' +
+                                     QStringLiteral(LAUNCHER_INSTALLED_DESKTOP_ENTRY)))
+        .isFile();
 }
 
 } // namespace
@@ -75,6 +83,8 @@ QString withDefaultHandler(const QString& mimeapps, const QString& scheme) {
 
 void registerForUser(const QString& scheme, const QString& executable, const QString& dataHome,
                      const QString& configHome) {
+    if (isInstalled(executable))
+        return;
     const QString data = dataHome.isEmpty()
                              ? QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation)
                              : dataHome;
