@@ -49,7 +49,8 @@ private Q_SLOTS:
                  "'contentCount': 24, 'thumbnailURL': '/files/coast.jpg', "
                  "'active': true, 'extra': 1},"
                  "{'id': 'retired', 'displayName': 'Retired', 'active': false},"
-                 "{'id': 'nature', 'displayName': 'Nature', 'version': null, 'active': true}],"
+                 "{'id': 'nature', 'displayName': 'Nature', 'version': null, 'active': true, "
+                 "'thumbnailURL': 'https://[::1'}],"
                  "'products': [") +
             json(product("ContentPack", "['nature']", "Wrong case")) + ',' +
             json(product("contentPack", "['coast', 'nature']", "First")) + ',' +
@@ -69,6 +70,8 @@ private Q_SLOTS:
         QVERIFY(!packs[0].downloadSize);
         QCOMPARE(packs[1].summary, u"First"_s);
         QVERIFY(!packs[1].version);
+        // Artwork that is no address leaves the pack without artwork, not the catalogue empty.
+        QVERIFY(!packs[1].artworkURL);
 
         const auto request = website.server().requests().last();
         QCOMPARE(request.headers.value(u"accept"_s), u"application/json"_s);

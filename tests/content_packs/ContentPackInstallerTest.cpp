@@ -112,9 +112,10 @@ private Q_SLOTS:
         QCOMPARE(ContentStore::readEntries(m_fixture->fallbackStore())->size(), 2);
     }
 
-    // An asset without a digest is refused before its file is fetched, and the installed version
-    // stays as it was. (Failures while downloading: EndToEndTest::faultsChangeNothing.)
-    void anAssetWithoutDigestLeavesTheStoreAsItWas() {
+    // An asset without a digest is refused before its file is fetched, one longer than stated as
+    // it arrives, and the installed version stays as it was. (Failures while downloading:
+    // EndToEndTest::faultsChangeNothing.)
+    void anAssetThatCannotBeProvedLeavesTheStoreAsItWas() {
         QVERIFY(install(pack, m_website->packManifest()).value);
         const auto before = snapshot(m_fixture->fallbackStore());
         Manifest manifest = m_website->packManifest();
@@ -129,6 +130,18 @@ private Q_SLOTS:
         QCOMPARE(snapshot(m_fixture->fallbackStore()), before);
         QVERIFY(m_fixture->stagingFolders().isEmpty());
         QCOMPARE(m_website->server().requestCount(stillPath), requestsBefore);
+
+        // A file longer than the manifest states cannot be the asset: refused as it arrives.
+        manifest = m_website->packManifest();
+        manifest.contentPacks = {packEntry(pack, u"2.0"_s)};
+        manifest.assets[1].fileSizeBytes = 1000;
+        const auto longer = install(pack, manifest);
+        QVERIFY(longer.error);
+        QCOMPARE(
+            longer.error->description(),
+            LaunchContentPackInstallerError::integrityFailure(u"Aurora Still"_s).description());
+        QCOMPARE(snapshot(m_fixture->fallbackStore()), before);
+        QVERIFY(m_fixture->stagingFolders().isEmpty());
     }
 
     void refusesPacksItCannotPlace_data() {

@@ -132,6 +132,28 @@ private Q_SLOTS:
                                 "    \"installedContentPackVersion\": \"2\",\n"));
     }
 
+    // A manifest that cannot be read may still hold the user's packs: it is kept aside, whole,
+    // before a new one is written.
+    void anUnreadableManifestIsKeptAside() {
+        const QString store = m_fixture->fallbackStore();
+        const QByteArray damaged = "[{\"id\": \"a1\", \"name\": ";
+        writeFile(store + u"/catalog.json"_s, damaged);
+        InstalledAsset asset;
+        asset.id = u"b1"_s;
+        asset.name = u"b"_s;
+        asset.category = u"c"_s;
+        asset.contentPackID = u"p"_s;
+        QVERIFY(ContentStore::replacePackEntries(store, u"p"_s, {asset}).isEmpty());
+
+        QCOMPARE(ContentStore::readEntries(store)->size(), 1);
+        const QStringList aside =
+            QDir(store).entryList({u"catalog.json.unreadable-*"_s}, QDir::Files);
+        QCOMPARE(aside.size(), 1);
+        QFile kept(store + u'/' + aside.first());
+        QVERIFY(kept.open(QIODevice::ReadOnly));
+        QCOMPARE(kept.readAll(), damaged);
+    }
+
     void legacyContentMergesIntoTheContainerEachTime() {
         const QString legacy = m_fixture->fallbackStore();
         const QString container = m_fixture->containerStore();
