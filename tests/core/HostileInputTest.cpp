@@ -59,7 +59,7 @@ QByteArray bigEndian(quint64 value, int size) {
 // Objects of a binary property list: references and counts four bytes wide.
 QByteArray binaryContainer(int type, const QList<quint32>& references, int entries) {
     QByteArray object(1, char(type << 4 | 0x0F));
-    object += '\x12' + bigEndian(quint32(entries), 4);
+    object += "\x12" + bigEndian(quint32(entries), 4);
     for (const quint32 reference : references)
         object += bigEndian(reference, 4);
     return object;
