@@ -2,18 +2,22 @@
 #include "LauncherApp.h"
 #include "PanelLocationChooser.h"
 #include "QmlEngineSetup.h"
+#include "applications/ProductionApplicationDiscovery.h"
 #include "content_packs/ContentStore.h"
 #include "core/BuildSettings.h"
 #include "core/LaunchError.h"
 #include "core/LaunchStore.h"
 #include "core/StrictJson.h"
 #include "platform/BrowserSignIn.h"
+#include "platform/BundleReplacement.h"
 #include "platform/LauncherInstance.h"
 #include "platform/SelfUpdater.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
+#include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QIcon>
 #include <QQmlApplicationEngine>
 #include <QThreadPool>
@@ -41,6 +45,24 @@ std::optional<Launch::DemoScenario> scenarioNamed(const QString& name) {
 std::optional<QUrl> appcastURLFromFile(const QString& path) {
     const auto text = LaunchConfiguration::readFile(path).optionalString("launcherAppcastURL");
     return text ? std::optional<QUrl>(QUrl(*text)) : std::nullopt;
+}
+
+// The folders of the bundles that the launcher may have been replacing: where discovery looks, and
+// wherever the user pointed it at an application.
+QStringList applicationFolders(const QSettings& settings, BookmarkStore& bookmarks) {
+    const auto locations = ProductionApplicationDiscovery::Locations::standard();
+    QStringList folders{locations.systemApplications,
+                        QDir(locations.home).filePath(u"Applications"_s)};
+    const QStringList keys = settings.childKeys();
+    for (const QString& key : keys) {
+        // The store remembers a chosen application under "selectedApplication.<id>".
+        if (!key.startsWith(u"selectedApplication."_s))
+            continue;
+        if (const auto resolution = bookmarks.resolve(settings.value(key).toByteArray()))
+            folders.append(QFileInfo(resolution->url.toLocalFile()).absolutePath());
+    }
+    folders.removeDuplicates();
+    return folders;
 }
 
 } // namespace
@@ -118,6 +140,11 @@ int main(int argc, char* argv[]) {
     // One user-defaults object for the process: the store's remembered locations and the tray
     // setting live in the same file.
     const std::shared_ptr<QSettings> settings = collaborators.settings;
+    // An update cut short between its two renames (a file system without an exchange of names)
+    // leaves the application under a hidden name beside its place: it goes back before anything
+    // looks for it, or discovery would miss it and its remembered location be forgotten.
+    PlatformServices::recoverInterruptedReplacements(
+        applicationFolders(*settings, *collaborators.bookmarks));
     ArtworkCache::shared().setNetworkAccess(collaborators.network);
     LaunchStore store(std::move(collaborators));
     store.setDemoEnabled(parser.isSet(demoOption));

@@ -1,10 +1,10 @@
 #include "platform/BundleMetadata.h"
 
+#include "platform/BoundedPropertyList.h"
+
 #include <QFile>
 #include <QStringDecoder>
 #include <cstring>
-#include <memory>
-#include <plist/plist.h>
 
 using namespace Qt::StringLiterals;
 
@@ -61,15 +61,13 @@ infoPlistStrings(const QByteArray& document, std::initializer_list<const char*> 
     if (bytes.isEmpty() || bytes.size() > maximumPropertyListSize)
         return std::nullopt;
 
-    plist_t root = nullptr;
-    plist_from_memory(bytes.constData(), uint32_t(bytes.size()), &root);
-    const std::unique_ptr<void, decltype(&plist_free)> owner(root, &plist_free);
-    if (!root || plist_get_node_type(root) != PLIST_DICT)
+    const auto root = BoundedPropertyList::parse(bytes, BoundedPropertyList::Formats::xmlOrBinary);
+    if (!root || plist_get_node_type(root.get()) != PLIST_DICT)
         return std::nullopt;
 
     QHash<QByteArray, QString> values;
     for (const char* key : keys) {
-        if (auto value = stringValue(root, key))
+        if (auto value = stringValue(root.get(), key))
             values.insert(key, *value);
     }
     return values;

@@ -16,7 +16,8 @@ struct ApplicationBundleMetadata {
                            const ApplicationBundleMetadata&) = default;
 };
 
-// None when the property list is missing, unreadable or not a dictionary; XML and binary forms.
+// None when the property list is missing, unreadable, nested too deep (BoundedPropertyList) or
+// not a dictionary; XML and binary forms.
 std::optional<ApplicationBundleMetadata> readBundleMetadata(const QUrl& bundle);
 
 // The text values among the given keys of the bundle's Info.plist (a key whose value is absent,

@@ -1,23 +1,36 @@
 #pragma once
 
 #include <QString>
+#include <QStringList>
 
 // Puts a verified bundle in the place of an installed one so that, whatever happens, the installed
-// path holds either the whole old bundle or the whole new one.
+// path holds either the whole old bundle or the whole new one: at once where the file system
+// swaps two names in one step, and elsewhere once recoverInterruptedReplacements has run.
 class BundleReplacement {
 public:
     // Folders beside installed bundles whose names begin with this are work folders of a
-    // replacement; they are hidden, so that a folder scan never shows their contents as an
-    // installed application.
+    // replacement, and files so named its journals; they are hidden, so that a folder scan never
+    // shows their contents as an installed application.
     static constexpr const char* workFolderPrefix = ".vantor-launch-replacing-";
 
     virtual ~BundleReplacement() = default;
 
     // Moves (or, from another file system, copies) replacement into a new work folder beside
-    // installed, then trades the two places in one step. The replaced bundle ends in that work
-    // folder under backupName; the returned path is the work folder, for the caller to delete.
-    // Work folders left by an interrupted earlier replacement are removed first. Throws
-    // LaunchError when it fails, leaving installed as it was. Blocks: call it from a worker.
+    // installed, then puts it in installed's place. The replaced bundle ends in that work folder
+    // under backupName (which must not be installed's own name); the returned path is the work
+    // folder, for the caller to delete. A replacement interrupted earlier in the same folder is
+    // finished or taken back first, and what it left is removed. Throws LaunchError when it
+    // fails, leaving installed as it was. Blocks: call it from a worker.
     virtual QString replace(const QString& installed, const QString& replacement,
                             const QString& backupName) = 0;
 };
+
+namespace PlatformServices {
+
+// Puts back in place, in each folder, a bundle whose replacement was cut short (a crash, a power
+// cut) where the file system could not replace it in one step, and removes what earlier
+// replacements left there. Call it at start-up, before anything looks for bundles in those
+// folders, from the one launcher that may replace them. Blocks.
+void recoverInterruptedReplacements(const QStringList& folders);
+
+} // namespace PlatformServices

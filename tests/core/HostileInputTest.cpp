@@ -1,17 +1,22 @@
 #include "BundleBuilder.h"
 #include "HttpsTestServer.h"
+#include "StoreDoubles.h"
 #include "TaskOutcome.h"
 #include "applications/DirectorReleaseChecker.h"
+#include "applications/ProductionApplicationDiscovery.h"
 #include "applications/ReleaseManifest.h"
 #include "core/HttpTransfer.h"
 #include "core/StrictJson.h"
+#include "platform/BoundedPropertyList.h"
 #include "platform/BundleMetadata.h"
+#include "platform/linux/BundleSeal.h"
 
 #include <QDir>
 #include <QFile>
 #include <QStringEncoder>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QtEndian>
 
 using namespace Qt::StringLiterals;
 
@@ -40,6 +45,74 @@ QByteArray binaryPlistWithNulInString() {
                                  "0000000000000000"
                                  "0000000000000027");
     return plist;
+}
+
+const QByteArray directorID = "nz.co.halvex.VantorDirector";
+
+QByteArray bigEndian(quint64 value, int size) {
+    QByteArray bytes;
+    for (int index = size - 1; index >= 0; --index)
+        bytes += char(value >> (8 * index));
+    return bytes;
+}
+
+// Objects of a binary property list: references and counts four bytes wide.
+QByteArray binaryContainer(int type, const QList<quint32>& references, int entries) {
+    QByteArray object(1, char(type << 4 | 0x0F));
+    object += "\x12" + bigEndian(quint32(entries), 4);
+    for (const quint32 reference : references)
+        object += bigEndian(reference, 4);
+    return object;
+}
+
+QByteArray binaryText(const QByteArray& text) {
+    return "\x5F\x10" + bigEndian(quint64(text.size()), 1) + text;
+}
+
+QByteArray binaryPropertyList(const QList<QByteArray>& objects) {
+    QByteArray list("bplist00");
+    QByteArray table;
+    for (const QByteArray& object : objects) {
+        table += bigEndian(quint64(list.size()), 4);
+        list += object;
+    }
+    const qsizetype tableOffset = list.size();
+    return list + table + QByteArray(6, '\0') + "\x04\x04" + bigEndian(quint64(objects.size()), 8) +
+           bigEndian(0, 8) + bigEndian(quint64(tableOffset), 8);
+}
+
+// The Director's identifier and, under "Deep", `depth` arrays each naming the next
+// `referencesPerLevel` times.
+QByteArray binaryInfoPlist(int depth, int referencesPerLevel = 1) {
+    QList<QByteArray> objects{binaryContainer(0xD, {1, 3, 2, 4}, 2),
+                              binaryText("CFBundleIdentifier"), binaryText(directorID),
+                              binaryText("Deep")};
+    for (quint32 level = 0; level < quint32(depth); ++level) {
+        const bool last = level + 1 == quint32(depth);
+        objects.append(last ? binaryContainer(0xA, {}, 0)
+                            : binaryContainer(0xA, QList<quint32>(referencesPerLevel, 5 + level),
+                                              referencesPerLevel));
+    }
+    return binaryPropertyList(objects);
+}
+
+QByteArray nestedArrays(int depth) {
+    return QByteArray("<array>").repeated(depth) + QByteArray("</array>").repeated(depth);
+}
+
+QByteArray xmlInfoPlist(const QByteArray& prolog, const QByteArray& identifier,
+                        const QByteArray& deep) {
+    return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n" + prolog +
+           "<plist version=\"1.0\"><dict><key>CFBundleIdentifier</key><string>" + identifier +
+           "</string><key>Deep</key>" + deep + "</dict></plist>";
+}
+
+// A seal whose files sit `depth` arrays deep, behind as many closing tags inside `hiding`.
+QByteArray sealHidingDepth(const QByteArray& hidingOpen, const QByteArray& hidingClose, int depth) {
+    return "<plist version=\"1.0\"><dict><key>identifier</key><string>" + directorID +
+           "</string><key>note</key><string>" + hidingOpen +
+           QByteArray("</array>").repeated(depth) + hidingClose + "</string><key>files</key>" +
+           nestedArrays(depth) + "</dict></plist>";
 }
 
 } // namespace
@@ -222,6 +295,64 @@ private Q_SLOTS:
         QVERIFY(!metadata->bundleIdentifier);
         if (plist.startsWith("<?xml"))
             QCOMPARE(metadata->build, u"2410"_s);
+    }
+
+    // libplist ends the process on a list nested deep enough, a few megabytes of it; each is
+    // refused before it gets there, wherever it lies, and a sound list is still read however it
+    // is written.
+    void deepPropertyListsAreUnreadable_data() {
+        QTest::addColumn<QByteArray>("document");
+        QTest::addColumn<bool>("isSeal");
+        QTest::addColumn<bool>("readable");
+        constexpr int limit = BoundedPropertyList::maximumDepth; // the dictionary is one level
+        QTest::newRow("XML, 200,000 arrays deep")
+            << xmlInfoPlist({}, directorID, nestedArrays(200'000)) << false << false;
+        QTest::newRow("binary, 200,000 arrays deep") << binaryInfoPlist(200'000) << false << false;
+        QTest::newRow("XML, at the limit")
+            << xmlInfoPlist({}, directorID, nestedArrays(limit - 1)) << false << true;
+        QTest::newRow("XML, one level beyond")
+            << xmlInfoPlist({}, directorID, nestedArrays(limit)) << false << false;
+        QTest::newRow("binary, at the limit") << binaryInfoPlist(limit - 1) << false << true;
+        QTest::newRow("binary, one level beyond") << binaryInfoPlist(limit) << false << false;
+        // 40 levels, each naming the next twice: 2^40 arrays once built.
+        QTest::newRow("binary, one array named a trillion times")
+            << binaryInfoPlist(41, 2) << false << false;
+        QTest::newRow("XML, document type, comments, CDATA and an entity declared")
+            << xmlInfoPlist("<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
+                            "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\" [\n"
+                            "  <!ENTITY deep \"<array><array/></array>\"> <!-- ]> -->\n]>\n",
+                            "nz.co.halvex.<!-- a comment -->Vantor<![CDATA[Director]]>", "<true/>")
+            << false << true;
+        // libplist skips quoted text inside a processing instruction and would read the arrays
+        // that the standard puts inside a comment.
+        QTest::newRow("XML, deep arrays behind a quoted ?>")
+            << "<?x \"?><!--\"?>" + nestedArrays(200'000) + "-->" +
+                   xmlInfoPlist({}, directorID, "<true/>")
+            << false << true;
+        QTest::newRow("seal, deep behind closing tags in a comment")
+            << sealHidingDepth("<!--", "-->", 200'000) << true << false;
+        QTest::newRow("seal, deep behind closing tags in CDATA")
+            << sealHidingDepth("<![CDATA[", "]]>", 200'000) << true << false;
+    }
+
+    void deepPropertyListsAreUnreadable() {
+        QFETCH(QByteArray, document);
+        QFETCH(bool, isSeal);
+        QFETCH(bool, readable);
+        if (isSeal) {
+            QVERIFY(!BundleSeal::parse(document));
+            return;
+        }
+        QTemporaryDir home;
+        writeFile(home.filePath(u"Applications/Vantor Director.app/Contents/Info.plist"_s),
+                  document);
+        ProductionApplicationDiscovery discovery(LaunchConfiguration::production(),
+                                                 std::make_shared<RecordingWorkspace>(),
+                                                 {home.filePath(u"System"_s), home.path()});
+        const auto discovered = outcomeOf(discovery.discoverApplications());
+        QVERIFY(discovered.value);
+        // Found only when its identifier was read, and read right.
+        QCOMPARE(discovered.value->first().path.has_value(), readable);
     }
 
     // Info.plist files in the encodings that macOS reads besides plain UTF-8.

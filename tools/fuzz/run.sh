@@ -21,8 +21,25 @@ for fuzzer in "$fuzz_dir"/*_fuzzer; do
     if [ -d "$source_dir/tools/fuzz/seeds/$name" ]; then
         cp -n "$source_dir/tools/fuzz/seeds/$name"/* "$corpus"/
     fi
+    max_len=65536
+    case "$name" in
+    info_plist | code_resources)
+        # libplist runs out of stack only a few megabytes into a nested list: these inputs may be
+        # that long, and start from one such list, made here rather than kept in the tree.
+        max_len=4194304
+        deep="$corpus/deep-arrays"
+        if [ ! -f "$deep" ]; then
+            {
+                printf '<plist version="1.0"><dict><key>files</key>'
+                yes '<array>' | head -n 200000 | tr -d '\n'
+                yes '</array>' | head -n 200000 | tr -d '\n'
+                printf '</dict></plist>'
+            } >"$deep"
+        fi
+        ;;
+    esac
     echo "== $name: $seconds s"
-    "$fuzzer" -max_total_time="$seconds" -max_len=65536 -timeout=10 -rss_limit_mb=2048 \
+    "$fuzzer" -max_total_time="$seconds" -max_len="$max_len" -timeout=10 -rss_limit_mb=2048 \
         -artifact_prefix="$findings/" -print_final_stats=1 "$corpus" 2>&1 |
         grep -E '^(stat::number_of_executed_units|stat::peak_rss_mb|==[0-9]+==ERROR|SUMMARY|Done)' ||
         true

@@ -1,5 +1,7 @@
 #include "platform/linux/BundleSeal.h"
 
+#include "platform/BoundedPropertyList.h"
+
 #include <QFile>
 #include <algorithm>
 #include <atomic>
@@ -16,34 +18,6 @@
 namespace fs = std::filesystem;
 
 namespace {
-
-struct PlistDeleter {
-    void operator()(plist_t node) const { plist_free(node); }
-};
-using PlistPointer = std::unique_ptr<void, PlistDeleter>;
-
-constexpr int maximumNesting = 3; // root, files, one item
-
-// libplist parses recursively: a deeply nested document must never reach it.
-bool isShallowXml(const QByteArray& bytes) {
-    const QByteArray start = bytes.left(64).trimmed();
-    if (!start.startsWith("<?xml") && !start.startsWith("<!DOCTYPE") && !start.startsWith("<plist"))
-        return false;
-    int depth = 0;
-    for (qsizetype at = bytes.indexOf('<'); at >= 0; at = bytes.indexOf('<', at + 1)) {
-        const auto opens = [&](const char* tag) {
-            const qsizetype length = qsizetype(std::strlen(tag));
-            return bytes.mid(at + 1, length) == tag && bytes.mid(at + 1 + length, 1) != "/";
-        };
-        if (opens("dict") || opens("array")) {
-            if (++depth > maximumNesting)
-                return false;
-        } else if (bytes.mid(at + 1, 6) == "/dict>" || bytes.mid(at + 1, 7) == "/array>") {
-            --depth;
-        }
-    }
-    return true;
-}
 
 std::optional<QByteArray> stringValue(plist_t node) {
     if (!node || plist_get_node_type(node) != PLIST_STRING)
@@ -128,11 +102,10 @@ bool isValidUtf8(const std::string& text) {
 
 std::optional<BundleSeal> BundleSeal::parse(const QByteArray& bytes) {
     // XML never holds a NUL byte; libplist would take it for the end of a name.
-    if (bytes.size() > maximumSealBytes || bytes.contains('\0') || !isShallowXml(bytes))
+    if (bytes.size() > maximumSealBytes || bytes.contains('\0'))
         return std::nullopt;
-    plist_t parsed = nullptr;
-    plist_from_xml(bytes.constData(), uint32_t(bytes.size()), &parsed);
-    const PlistPointer root(parsed);
+    const auto root = BoundedPropertyList::parse(bytes, BoundedPropertyList::Formats::xmlOnly);
+    plist_t parsed = root.get();
     if (!root || plist_get_node_type(parsed) != PLIST_DICT || plist_dict_get_size(parsed) != 2)
         return std::nullopt;
 
@@ -169,7 +142,7 @@ std::optional<BundleSeal> BundleSeal::parse(const QByteArray& bytes) {
 
 QByteArray BundleSeal::serialize() const {
     plist_t root = plist_new_dict();
-    const PlistPointer owner(root);
+    const BoundedPropertyList::Pointer owner(root);
     plist_dict_set_item(root, "identifier", plist_new_string(identifier.toUtf8().constData()));
     plist_t files = plist_new_dict();
     for (const auto& [path, item] : items) {
