@@ -1,6 +1,6 @@
 #pragma once
 
-#include "account/LaunchAccountSnapshot.h"
+#include "foundation/LaunchAccountSnapshot.h"
 
 #include <optional>
 

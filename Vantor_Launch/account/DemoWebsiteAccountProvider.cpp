@@ -1,7 +1,7 @@
 #include "account/DemoWebsiteAccountProvider.h"
 
-#include "core/DemoData.h"
-#include "core/LaunchError.h"
+#include "foundation/DemoData.h"
+#include "foundation/LaunchError.h"
 
 #include <QTimer>
 #include <chrono>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "account/WebsiteAccountProviding.h"
-#include "core/DomainEnums.h"
+#include "foundation/DomainEnums.h"
 
 // The account of demo mode: no website, no browser, no secret store. It waits briefly so that
 // the signing-in and syncing states can be seen.

@@ -1,6 +1,6 @@
 #include "account/FileAccountSnapshotCache.h"
 
-#include "core/LaunchError.h"
+#include "foundation/LaunchError.h"
 
 #include <QDir>
 #include <QFile>

@@ -1,6 +1,6 @@
 #include "account/LaunchTokenStore.h"
 
-#include "core/LaunchError.h"
+#include "foundation/LaunchError.h"
 
 using namespace Qt::StringLiterals;
 

@@ -2,7 +2,7 @@
 
 #include "account/LaunchTokens.h"
 #include "account/SerialTurns.h"
-#include "core/LaunchConfiguration.h"
+#include "foundation/LaunchConfiguration.h"
 #include "platform/SecretStore.h"
 
 #include <QCoroTask>

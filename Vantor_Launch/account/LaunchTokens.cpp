@@ -1,8 +1,8 @@
 #include "account/LaunchTokens.h"
 
-#include "account/ReferenceDate.h"
-#include "core/LaunchError.h"
-#include "core/StrictJson.h"
+#include "foundation/ReferenceDate.h"
+#include "foundation/LaunchError.h"
+#include "foundation/StrictJson.h"
 
 using namespace Qt::StringLiterals;
 

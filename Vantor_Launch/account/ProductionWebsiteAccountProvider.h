@@ -2,8 +2,8 @@
 
 #include "account/LaunchTokenStore.h"
 #include "account/WebsiteAccountProviding.h"
-#include "core/HttpTransfer.h"
-#include "core/LaunchConfiguration.h"
+#include "foundation/HttpTransfer.h"
+#include "foundation/LaunchConfiguration.h"
 #include "platform/BrowserSignIn.h"
 
 #include <QDateTime>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "account/WebsiteAccount.h"
-#include "content_packs/LaunchContentPackManifest.h"
+#include "foundation/WebsiteAccount.h"
+#include "foundation/LaunchContentPackManifest.h"
 
 #include <QByteArray>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/InstalledApp.h"
+#include "foundation/InstalledApp.h"
 
 #include <QCoroTask>
 #include <QList>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/LaunchError.h"
+#include "foundation/LaunchError.h"
 
 // Why the verified updater refused a release. Thrown as a LaunchError of the updater domain whose
 // code is the case; its description is the sentence the user sees.

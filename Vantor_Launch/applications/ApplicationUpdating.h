@@ -1,6 +1,6 @@
 #pragma once
 
-#include "applications/AvailableApplicationRelease.h"
+#include "foundation/AvailableApplicationRelease.h"
 
 #include <QCoroTask>
 #include <QStringList>

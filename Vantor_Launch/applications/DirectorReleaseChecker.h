@@ -1,7 +1,7 @@
 #pragma once
 
 #include "applications/ReleaseChecking.h"
-#include "core/HttpTransfer.h"
+#include "foundation/HttpTransfer.h"
 
 #include <QUrl>
 #include <chrono>

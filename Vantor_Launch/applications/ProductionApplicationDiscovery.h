@@ -1,7 +1,7 @@
 #pragma once
 
 #include "applications/ApplicationDiscovering.h"
-#include "core/LaunchConfiguration.h"
+#include "foundation/LaunchConfiguration.h"
 #include "platform/Workspace.h"
 
 #include <memory>

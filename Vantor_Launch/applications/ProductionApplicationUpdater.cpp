@@ -1,9 +1,9 @@
 #include "applications/ProductionApplicationUpdater.h"
 
 #include "applications/ApplicationUpdaterError.h"
-#include "core/FileSafety.h"
-#include "core/WorkFolder.h"
-#include "core/Worker.h"
+#include "foundation/FileSafety.h"
+#include "foundation/WorkFolder.h"
+#include "foundation/Worker.h"
 #include "platform/BundleMetadata.h"
 
 #include <QCoroFuture>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "applications/ApplicationUpdating.h"
-#include "core/StreamingDownload.h"
+#include "foundation/StreamingDownload.h"
 #include "platform/ArchiveExtractor.h"
 #include "platform/BundleReplacement.h"
 #include "platform/CodeSignature.h"

@@ -1,7 +1,7 @@
 #include "applications/ReleaseManifest.h"
 
-#include "core/LaunchError.h"
-#include "core/StrictJson.h"
+#include "foundation/LaunchError.h"
+#include "foundation/StrictJson.h"
 
 using namespace Qt::StringLiterals;
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/ContentPack.h"
+#include "foundation/ContentPack.h"
 
 #include <QByteArray>
 #include <QList>

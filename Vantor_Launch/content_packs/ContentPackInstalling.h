@@ -1,6 +1,6 @@
 #pragma once
 
-#include "content_packs/LaunchContentPackManifest.h"
+#include "foundation/LaunchContentPackManifest.h"
 
 #include <QCoroTask>
 #include <QHash>

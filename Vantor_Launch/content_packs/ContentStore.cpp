@@ -1,8 +1,8 @@
 #include "content_packs/ContentStore.h"
 
-#include "core/FileSafety.h"
-#include "core/LaunchError.h"
-#include "core/WorkFolder.h"
+#include "foundation/FileSafety.h"
+#include "foundation/LaunchError.h"
+#include "foundation/WorkFolder.h"
 
 #include <QDateTime>
 #include <QDir>

@@ -1,7 +1,7 @@
 #include "content_packs/InstalledAsset.h"
 
 #include "content_packs/PackJson.h"
-#include "core/StrictJson.h"
+#include "foundation/StrictJson.h"
 
 namespace {
 

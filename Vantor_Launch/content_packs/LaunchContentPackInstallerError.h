@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/LaunchError.h"
+#include "foundation/LaunchError.h"
 
 // The installer's own failures, as LaunchError values of the installer domain. The code tells the
 // cases apart; a rejected download carries its HTTP status as its code.

@@ -1,6 +1,6 @@
 #include "content_packs/PackJson.h"
 
-#include "core/LaunchError.h"
+#include "foundation/LaunchError.h"
 
 using namespace Qt::StringLiterals;
 

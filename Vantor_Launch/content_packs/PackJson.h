@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/StrictJson.h"
+#include "foundation/StrictJson.h"
 
 #include <QUrl>
 #include <optional>

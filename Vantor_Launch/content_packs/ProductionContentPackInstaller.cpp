@@ -2,9 +2,9 @@
 
 #include "content_packs/ContentStore.h"
 #include "content_packs/LaunchContentPackInstallerError.h"
-#include "core/FileSafety.h"
-#include "core/WorkFolder.h"
-#include "core/Worker.h"
+#include "foundation/FileSafety.h"
+#include "foundation/WorkFolder.h"
+#include "foundation/Worker.h"
 #include "platform/FileExchange.h"
 
 #include <QCoroFuture>

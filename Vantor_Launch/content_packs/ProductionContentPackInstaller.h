@@ -1,7 +1,7 @@
 #pragma once
 
 #include "content_packs/ContentPackInstalling.h"
-#include "core/StreamingDownload.h"
+#include "foundation/StreamingDownload.h"
 
 #include <functional>
 #include <memory>

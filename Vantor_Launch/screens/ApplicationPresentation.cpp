@@ -2,7 +2,7 @@
 
 #include "DateTexts.h"
 #include "UiPalette.h"
-#include "core/LaunchStore.h"
+#include "store/LaunchStore.h"
 
 using namespace Qt::StringLiterals;
 using Launch::InstallationState;

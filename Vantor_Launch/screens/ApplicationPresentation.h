@@ -1,8 +1,8 @@
 #pragma once
 
 #include "ApplicationRowDescription.h"
-#include "applications/AvailableApplicationRelease.h"
-#include "core/InstalledApp.h"
+#include "foundation/AvailableApplicationRelease.h"
+#include "foundation/InstalledApp.h"
 
 #include <QColor>
 #include <QDateTime>

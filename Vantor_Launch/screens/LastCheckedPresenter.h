@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/LaunchStore.h"
+#include "store/LaunchStore.h"
 
 #include <QObject>
 #include <QPointer>

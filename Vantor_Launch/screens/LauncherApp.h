@@ -1,7 +1,7 @@
 #pragma once
 
 #include "PanelLocationChooser.h"
-#include "core/LaunchStore.h"
+#include "store/LaunchStore.h"
 #include "platform/SelfUpdater.h"
 
 #include <QObject>

@@ -1,6 +1,6 @@
 #include "LauncherInfo.h"
 
-#include "core/BuildSettings.h"
+#include "foundation/BuildSettings.h"
 
 using namespace Qt::StringLiterals;
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/DomainEnums.h"
+#include "foundation/DomainEnums.h"
 
 #include <QObject>
 #include <QVariantList>

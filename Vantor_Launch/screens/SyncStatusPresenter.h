@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/AccountSyncState.h"
+#include "foundation/AccountSyncState.h"
 
 #include <QColor>
 #include <QDateTime>

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "account/WebsiteAccount.h"
-#include "core/AccountSyncState.h"
-#include "core/ContentPack.h"
-#include "core/InstalledApp.h"
+#include "foundation/WebsiteAccount.h"
+#include "foundation/AccountSyncState.h"
+#include "foundation/ContentPack.h"
+#include "foundation/InstalledApp.h"
 
 #include <QtQmlIntegration>
 

@@ -5,7 +5,7 @@
 #include "UpdateFixture.h"
 #include "applications/ApplicationUpdaterError.h"
 #include "applications/ProductionApplicationDiscovery.h"
-#include "core/WorkFolder.h"
+#include "foundation/WorkFolder.h"
 
 #include <QTest>
 

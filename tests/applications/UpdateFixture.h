@@ -6,7 +6,7 @@
 #include "SigningFixture.h"
 #include "ZipWriter.h"
 #include "applications/ProductionApplicationUpdater.h"
-#include "core/LaunchConfiguration.h"
+#include "foundation/LaunchConfiguration.h"
 #include "platform/BundleMetadata.h"
 #include "platform/linux/CmsCodeSignature.h"
 #include "platform/linux/LibarchiveExtractor.h"

@@ -6,7 +6,7 @@
 #include "StoreDoubles.h"
 #include "ZipWriter.h"
 #include "account/LaunchTokenStore.h"
-#include "core/LaunchStore.h"
+#include "store/LaunchStore.h"
 #include "platform/BundleMetadata.h"
 
 #include <QCryptographicHash>

@@ -10,7 +10,7 @@
 #include "account/WebsiteResponses.h"
 #include "applications/ProductionApplicationUpdater.h"
 #include "content_packs/ProductionContentPackInstaller.h"
-#include "core/TrustingNetworkAccessManager.h"
+#include "foundation/TrustingNetworkAccessManager.h"
 #include "platform/linux/CmsCodeSignature.h"
 #include "platform/linux/LibarchiveExtractor.h"
 #include "platform/linux/LinuxWorkspace.h"

@@ -1,5 +1,5 @@
 #include "BundleBuilder.h"
-#include "core/LaunchError.h"
+#include "foundation/LaunchError.h"
 #include "platform/linux/RenameExchangeReplacement.h"
 
 #include <QDir>

@@ -1,7 +1,7 @@
 #include "ViewHarness.h"
 
 #include "QmlEngineSetup.h"
-#include "core/BuildSettings.h"
+#include "foundation/BuildSettings.h"
 
 #include <QTest>
 #include <QtQuickTest/quicktest.h>

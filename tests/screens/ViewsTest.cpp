@@ -1,6 +1,6 @@
 #include "BundleBuilder.h"
 #include "ViewHarness.h"
-#include "core/BuildSettings.h"
+#include "foundation/BuildSettings.h"
 
 #include <QApplication>
 #include <QFileDialog>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/LaunchError.h"
+#include "foundation/LaunchError.h"
 
 #include <QCoroSignal>
 #include <QCoroTask>

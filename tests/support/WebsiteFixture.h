@@ -2,7 +2,7 @@
 
 #include "SampleWebsite.h"
 #include "account/LaunchTokens.h"
-#include "content_packs/LaunchContentPackManifest.h"
+#include "foundation/LaunchContentPackManifest.h"
 
 #include <QHash>
 #include <QJsonObject>

@@ -4,7 +4,7 @@
 #include "SampleWebsite.h"
 #include "account/LaunchTokenStore.h"
 #include "account/ProductionWebsiteAccountProvider.h"
-#include "core/LaunchConfiguration.h"
+#include "foundation/LaunchConfiguration.h"
 #include "platform/BrowserSignIn.h"
 #include "platform/SecretStore.h"
 

@@ -6,7 +6,7 @@
 #include "BenchWebsite.h"
 #include "content_packs/ContentStore.h"
 #include "content_packs/ProductionContentPackInstaller.h"
-#include "core/LaunchError.h"
+#include "foundation/LaunchError.h"
 
 #include <QCoreApplication>
 #include <QDir>

@@ -1,6 +1,6 @@
 // The account snapshot file as read back from disk.
-#include "account/LaunchAccountSnapshot.h"
-#include "core/LaunchError.h"
+#include "foundation/LaunchAccountSnapshot.h"
+#include "foundation/LaunchError.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -1,5 +1,5 @@
-#include "core/LaunchConfiguration.h"
-#include "core/LaunchError.h"
+#include "foundation/LaunchConfiguration.h"
+#include "foundation/LaunchError.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -1,5 +1,5 @@
 #include "content_packs/InstalledAsset.h"
-#include "core/LaunchError.h"
+#include "foundation/LaunchError.h"
 
 #include <cstddef>
 #include <cstdint>

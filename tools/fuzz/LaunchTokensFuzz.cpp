@@ -1,6 +1,6 @@
 // The session as read back from the secret store.
 #include "account/LaunchTokens.h"
-#include "core/LaunchError.h"
+#include "foundation/LaunchError.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -1,5 +1,5 @@
 #include "applications/ReleaseManifest.h"
-#include "core/LaunchError.h"
+#include "foundation/LaunchError.h"
 
 #include <cstddef>
 #include <cstdint>

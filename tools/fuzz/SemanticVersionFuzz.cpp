@@ -1,4 +1,4 @@
-#include "core/SemanticVersion.h"
+#include "foundation/SemanticVersion.h"
 
 #include <cstddef>
 #include <cstdint>

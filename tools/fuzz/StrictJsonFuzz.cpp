@@ -1,5 +1,5 @@
-#include "core/LaunchError.h"
-#include "core/StrictJson.h"
+#include "foundation/LaunchError.h"
+#include "foundation/StrictJson.h"
 
 #include <cstddef>
 #include <cstdint>

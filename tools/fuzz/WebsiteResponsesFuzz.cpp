@@ -1,6 +1,6 @@
 // Every body of the website account API: tokens, account, sign-out answer, pack manifest.
 #include "account/WebsiteResponses.h"
-#include "core/LaunchError.h"
+#include "foundation/LaunchError.h"
 
 #include <cstddef>
 #include <cstdint>

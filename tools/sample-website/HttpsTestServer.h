@@ -1,7 +1,7 @@
 #pragma once
 
 #include "TestCertificateAuthority.h"
-#include "core/TrustingNetworkAccessManager.h"
+#include "foundation/TrustingNetworkAccessManager.h"
 
 #include <QByteArray>
 #include <QHash>

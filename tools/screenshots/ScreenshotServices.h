@@ -1,8 +1,8 @@
 #pragma once
 
 #include "PanelLocationChooser.h"
-#include "core/LaunchCollaborators.h"
-#include "core/LaunchStore.h"
+#include "store/LaunchCollaborators.h"
+#include "store/LaunchStore.h"
 
 #include <QTemporaryDir>
 

@@ -7,8 +7,8 @@
 #include "SymbolRenderer.h"
 #include "SymbolTable.h"
 #include "UiPalette.h"
-#include "core/BuildSettings.h"
-#include "core/DemoData.h"
+#include "foundation/BuildSettings.h"
+#include "foundation/DemoData.h"
 
 #include <QApplication>
 #include <QDir>

@@ -1,6 +1,6 @@
 #include "platform/linux/LibarchiveExtractor.h"
 
-#include "core/LaunchError.h"
+#include "foundation/LaunchError.h"
 
 #include <QDir>
 #include <QDirIterator>

@@ -1,6 +1,6 @@
 #include "platform/linux/LinuxWorkspace.h"
 
-#include "core/LaunchError.h"
+#include "foundation/LaunchError.h"
 #include "platform/BundleMetadata.h"
 #include "platform/linux/BundleExecutable.h"
 #include "platform/linux/Pidfd.h"

@@ -1,6 +1,6 @@
 #include "platform/linux/RenameExchangeReplacement.h"
 
-#include "core/LaunchError.h"
+#include "foundation/LaunchError.h"
 
 #include <QByteArrayView>
 #include <QDir>

@@ -1,6 +1,6 @@
 #include "platform/linux/SchemeHandlerRegistration.h"
 
-#include "core/BuildSettings.h"
+#include "foundation/BuildSettings.h"
 
 #include <QDir>
 #include <QFile>

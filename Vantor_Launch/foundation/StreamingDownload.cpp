@@ -1,0 +1,229 @@
+#include "foundation/StreamingDownload.h"
+
+#include "foundation/FileSafety.h"
+#include "foundation/HttpTransfer.h"
+
+#include <QCoroFuture>
+#include <QCoroNetworkReply>
+#include <QDeadlineTimer>
+#include <QElapsedTimer>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+#include <QTimer>
+#include <QtConcurrent>
+#include <cerrno>
+#include <chrono>
+#include <fcntl.h>
+#include <openssl/evp.h>
+#include <unistd.h>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+// What the network may hold for us while the worker is busy; beyond it the transfer waits.
+constexpr qint64 chunkBytes = 4 * 1024 * 1024;
+
+// Touched by one worker task at a time, each awaited before the next starts.
+struct Sink {
+    int descriptor = -1;
+    EVP_MD_CTX* digest = nullptr;
+    int error = 0;
+
+    ~Sink() {
+        if (descriptor >= 0)
+            ::close(descriptor);
+        EVP_MD_CTX_free(digest);
+    }
+
+    bool open(const QString& path, bool hash) {
+        descriptor = ::open(QFile::encodeName(path).constData(),
+                            O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+        if (descriptor < 0) {
+            error = errno;
+            return false;
+        }
+        if (hash) {
+            digest = EVP_MD_CTX_new();
+            if (!digest || EVP_DigestInit_ex(digest, EVP_sha256(), nullptr) != 1) {
+                error = ENOMEM;
+                return false;
+            }
+        }
+        return true;
+    }
+    bool append(const QByteArray& chunk) {
+        qsizetype offset = 0;
+        while (offset < chunk.size()) {
+            const ssize_t written =
+                ::write(descriptor, chunk.constData() + offset, size_t(chunk.size() - offset));
+            if (written < 0 && errno == EINTR)
+                continue;
+            if (written <= 0) {
+                error = written < 0 ? errno : ENOSPC;
+                return false;
+            }
+            offset += written;
+        }
+        return !digest || EVP_DigestUpdate(digest, chunk.constData(), size_t(chunk.size())) == 1;
+    }
+    std::optional<QString> finish() {
+        if (::fsync(descriptor) != 0 || ::close(descriptor) != 0) {
+            error = errno;
+            descriptor = -1;
+            return std::nullopt;
+        }
+        descriptor = -1;
+        if (!digest)
+            return QString();
+        unsigned char value[EVP_MAX_MD_SIZE];
+        unsigned int length = 0;
+        if (EVP_DigestFinal_ex(digest, value, &length) != 1)
+            return std::nullopt;
+        return QString::fromLatin1(
+            QByteArray(reinterpret_cast<const char*>(value), int(length)).toHex());
+    }
+};
+
+struct LaterDeleter {
+    void operator()(QNetworkReply* reply) const {
+        reply->disconnect();
+        reply->abort();
+        reply->deleteLater();
+    }
+};
+
+LaunchError notWritten(const QString& path, int error) {
+    return LaunchError::file(u"The download could not be saved to %1: %2"_s.arg(
+        path, FileSafety::errorText(error ? error : EIO)));
+}
+
+// Ends a transfer that stalls or crawls. Runs on the main thread beside the read loop.
+class Watchdog {
+public:
+    Watchdog(QNetworkReply* reply, StreamingDownload::Limits limits)
+        : m_limits(limits) {
+        m_sinceProgress.start();
+        m_window.start();
+        m_timer.setInterval(std::min(1000, std::max(50, limits.stallMilliseconds / 4)));
+        QObject::connect(&m_timer, &QTimer::timeout, reply, [this, reply] {
+            const bool stalled = m_sinceProgress.elapsed() > m_limits.stallMilliseconds;
+            bool crawling = false;
+            if (m_window.elapsed() >= m_limits.floorWindowMilliseconds) {
+                crawling = m_inWindow < m_limits.floorBytes;
+                m_window.restart();
+                m_inWindow = 0;
+            }
+            if ((stalled || crawling) && !m_expired) {
+                m_expired = true;
+                reply->abort();
+            }
+        });
+        m_timer.start();
+    }
+    void received(qint64 bytes) {
+        m_sinceProgress.restart();
+        m_inWindow += bytes;
+    }
+    // Time spent writing is the disk's, not the server's.
+    void paused() { m_sinceProgress.restart(); }
+    bool expired() const { return m_expired; }
+
+private:
+    StreamingDownload::Limits m_limits;
+    QTimer m_timer;
+    QElapsedTimer m_sinceProgress;
+    QElapsedTimer m_window;
+    qint64 m_inWindow = 0;
+    bool m_expired = false;
+};
+
+} // namespace
+
+QCoro::Task<StreamingDownload::Result>
+StreamingDownload::fetch(std::shared_ptr<QNetworkAccessManager> network, QUrl url, QString filePath,
+                         Options options) {
+    if (url.scheme() != u"https"_s)
+        throw LaunchError::url(LaunchError::unsupportedURL);
+
+    auto sink = std::make_shared<Sink>();
+    QFuture<bool> opened = QtConcurrent::run(
+        [sink, filePath, hash = options.hash] { return sink->open(filePath, hash); });
+    if (!co_await opened)
+        throw notWritten(filePath, sink->error);
+
+    QNetworkRequest request(url);
+    request.setAttribute(QNetworkRequest::CacheLoadControlAttribute,
+                         QNetworkRequest::AlwaysNetwork);
+    request.setAttribute(QNetworkRequest::CacheSaveControlAttribute, false);
+    const std::unique_ptr<QNetworkReply, LaterDeleter> reply(network->get(request));
+    reply->setReadBufferSize(chunkBytes);
+    Watchdog watchdog(reply.get(), options.limits);
+
+    qint64 received = 0;
+    qint64 announced = -1;
+    bool accepted = false;
+    QElapsedTimer sinceReport;
+    sinceReport.start();
+    for (;;) {
+        if (reply->bytesAvailable() == 0 && !reply->isFinished())
+            co_await qCoro(reply.get()).waitForReadyRead(std::chrono::milliseconds{-1});
+
+        const QVariant status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
+        if (status.isValid() && !accepted) {
+            // An error page is never written, however long it is.
+            if (status.toInt() < 200 || status.toInt() > 299) {
+                if (options.refused)
+                    throw options.refused(status.toInt());
+                throw LaunchError::url(LaunchError::badServerResponse);
+            }
+            const QVariant length = reply->header(QNetworkRequest::ContentLengthHeader);
+            announced = length.isValid() ? length.toLongLong() : -1;
+            if (announced >= 0 && options.maximumBytes > 0 && announced > options.maximumBytes)
+                throw options.tooLarge ? options.tooLarge()
+                                       : LaunchError::url(LaunchError::badServerResponse);
+            if (options.accept)
+                options.accept(announced);
+            accepted = true;
+        }
+
+        const QByteArray chunk = reply->read(chunkBytes);
+        if (chunk.isEmpty()) {
+            if (reply->isFinished())
+                break;
+            continue;
+        }
+        received += chunk.size();
+        watchdog.received(chunk.size());
+        if ((options.maximumBytes > 0 && received > options.maximumBytes) ||
+            (announced >= 0 && received > announced)) {
+            throw options.tooLarge ? options.tooLarge()
+                                   : LaunchError::url(LaunchError::badServerResponse);
+        }
+        QFuture<bool> written = QtConcurrent::run([sink, chunk] { return sink->append(chunk); });
+        if (!co_await written)
+            throw notWritten(filePath, sink->error);
+        watchdog.paused();
+        if (options.progress && (sinceReport.elapsed() >= 200 || reply->isFinished())) {
+            sinceReport.restart();
+            options.progress(received, announced);
+        }
+    }
+
+    if (watchdog.expired())
+        throw LaunchError::url(LaunchError::timedOut);
+    if (reply->error() != QNetworkReply::NoError)
+        throw LaunchError::url(HttpTransfer::urlErrorCode(reply->error(), false));
+    const QVariant status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
+    if (!status.isValid())
+        throw LaunchError::url(LaunchError::badServerResponse);
+    if (announced >= 0 && received != announced)
+        throw LaunchError::url(LaunchError::networkConnectionLost);
+    if (options.progress)
+        options.progress(received, announced);
+    QFuture<std::optional<QString>> finished = QtConcurrent::run([sink] { return sink->finish(); });
+    const std::optional<QString> digest = co_await finished;
+    if (!digest)
+        throw notWritten(filePath, sink->error);
+    co_return Result{received, *digest};
+}

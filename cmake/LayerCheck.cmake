@@ -1,0 +1,31 @@
+# Refuses, at configure time, an include that runs up the layers or sideways between the folders
+# of one floor. Each argument after the root is a floor, bottom first; a floor of several folders
+# is one argument with the names separated by spaces. A file may include its own folder and the
+# folders of the floors below; includes without a folder (a view's own helpers) are not layers.
+function(launcher_check_layers root)
+  set(below "")
+  set(refusals "")
+  foreach(floor IN LISTS ARGN)
+    string(REPLACE " " ";" folders "${floor}")
+    foreach(folder IN LISTS folders)
+      file(GLOB_RECURSE sources CONFIGURE_DEPENDS
+        "${root}/${folder}/*.h" "${root}/${folder}/*.cpp" "${root}/${folder}/*.mm")
+      foreach(source IN LISTS sources)
+        file(STRINGS "${source}" includes REGEX "^#include \"[a-z_]+/")
+        foreach(line IN LISTS includes)
+          string(REGEX REPLACE "^#include \"([a-z_]+)/.*" "\\1" target "${line}")
+          if(NOT EXISTS "${root}/${target}" OR target STREQUAL folder OR target IN_LIST below)
+            continue()
+          endif()
+          file(RELATIVE_PATH shown "${root}" "${source}")
+          list(APPEND refusals "  ${shown}: ${line}")
+        endforeach()
+      endforeach()
+    endforeach()
+    list(APPEND below ${folders})
+  endforeach()
+  if(refusals)
+    string(REPLACE ";" "\n" refusals "${refusals}")
+    message(FATAL_ERROR "Includes that run up or across the layers:\n${refusals}")
+  endif()
+endfunction()

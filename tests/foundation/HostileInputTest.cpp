@@ -1,0 +1,399 @@
+#include "BundleBuilder.h"
+#include "HttpsTestServer.h"
+#include "StoreDoubles.h"
+#include "TaskOutcome.h"
+#include "applications/DirectorReleaseChecker.h"
+#include "applications/ProductionApplicationDiscovery.h"
+#include "applications/ReleaseManifest.h"
+#include "foundation/HttpTransfer.h"
+#include "foundation/StrictJson.h"
+#include "platform/BoundedPropertyList.h"
+#include "platform/BundleMetadata.h"
+#include "platform/linux/BundleSeal.h"
+
+#include <QDir>
+#include <QFile>
+#include <QStringEncoder>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QtEndian>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+// A manifest whose "direct" entry sits inside `depth` nested objects.
+QByteArray nestedManifest(int depth) {
+    QByteArray document;
+    for (int level = 0; level < depth; ++level)
+        document += "{\"direct\":";
+    document += "{\"version\":\"2.5.0\"}";
+    document += QByteArray(depth, '}');
+    return document;
+}
+
+// A binary property list whose CFBundleIdentifier is the UTF-16 text "a", U+0000, "b".
+QByteArray binaryPlistWithNulInString() {
+    QByteArray plist("bplist00");
+    plist += QByteArray::fromHex("d10102");                        // dict, key 1 -> value 2
+    plist += QByteArray::fromHex("5f1012") + "CFBundleIdentifier"; // 18 ASCII characters
+    plist += QByteArray::fromHex("63006100000062");                // 3 UTF-16 characters
+    plist += QByteArray::fromHex("080b20");                        // offsets of the objects
+    plist += QByteArray::fromHex("000000000000"
+                                 "0101"
+                                 "0000000000000003"
+                                 "0000000000000000"
+                                 "0000000000000027");
+    return plist;
+}
+
+const QByteArray directorID = "nz.co.halvex.VantorDirector";
+
+QByteArray bigEndian(quint64 value, int size) {
+    QByteArray bytes;
+    for (int index = size - 1; index >= 0; --index)
+        bytes += char(value >> (8 * index));
+    return bytes;
+}
+
+// Objects of a binary property list: references and counts four bytes wide.
+QByteArray binaryContainer(int type, const QList<quint32>& references, int entries) {
+    QByteArray object(1, char(type << 4 | 0x0F));
+    object += "\x12" + bigEndian(quint32(entries), 4);
+    for (const quint32 reference : references)
+        object += bigEndian(reference, 4);
+    return object;
+}
+
+QByteArray binaryText(const QByteArray& text) {
+    return "\x5F\x10" + bigEndian(quint64(text.size()), 1) + text;
+}
+
+QByteArray binaryPropertyList(const QList<QByteArray>& objects) {
+    QByteArray list("bplist00");
+    QByteArray table;
+    for (const QByteArray& object : objects) {
+        table += bigEndian(quint64(list.size()), 4);
+        list += object;
+    }
+    const qsizetype tableOffset = list.size();
+    return list + table + QByteArray(6, '\0') + "\x04\x04" + bigEndian(quint64(objects.size()), 8) +
+           bigEndian(0, 8) + bigEndian(quint64(tableOffset), 8);
+}
+
+// The Director's identifier and, under "Deep", `depth` arrays each naming the next
+// `referencesPerLevel` times.
+QByteArray binaryInfoPlist(int depth, int referencesPerLevel = 1) {
+    QList<QByteArray> objects{binaryContainer(0xD, {1, 3, 2, 4}, 2),
+                              binaryText("CFBundleIdentifier"), binaryText(directorID),
+                              binaryText("Deep")};
+    for (quint32 level = 0; level < quint32(depth); ++level) {
+        const bool last = level + 1 == quint32(depth);
+        objects.append(last ? binaryContainer(0xA, {}, 0)
+                            : binaryContainer(0xA, QList<quint32>(referencesPerLevel, 5 + level),
+                                              referencesPerLevel));
+    }
+    return binaryPropertyList(objects);
+}
+
+QByteArray nestedArrays(int depth) {
+    return QByteArray("<array>").repeated(depth) + QByteArray("</array>").repeated(depth);
+}
+
+QByteArray xmlInfoPlist(const QByteArray& prolog, const QByteArray& identifier,
+                        const QByteArray& deep) {
+    return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n" + prolog +
+           "<plist version=\"1.0\"><dict><key>CFBundleIdentifier</key><string>" + identifier +
+           "</string><key>Deep</key>" + deep + "</dict></plist>";
+}
+
+// A seal whose files sit `depth` arrays deep, behind as many closing tags inside `hiding`.
+QByteArray sealHidingDepth(const QByteArray& hidingOpen, const QByteArray& hidingClose, int depth) {
+    return "<plist version=\"1.0\"><dict><key>identifier</key><string>" + directorID +
+           "</string><key>note</key><string>" + hidingOpen +
+           QByteArray("</array>").repeated(depth) + hidingClose + "</string><key>files</key>" +
+           nestedArrays(depth) + "</dict></plist>";
+}
+
+} // namespace
+
+// Documents and answers that a hostile server or a hostile file can produce: each is refused
+// with the decoding error (or read as far as it is sound), and none can bring the launcher down.
+// Property lists are read in every encoding that macOS reads.
+class HostileInputTest : public QObject {
+    Q_OBJECT
+
+    HttpsTestServer m_server;
+
+    TaskOutcome<HttpTransfer::Response> fetch(const QString& path, qint64 limit) {
+        HttpTransfer transfer(m_server.makeNetworkAccess());
+        QNetworkRequest request(m_server.url(path));
+        return outcomeOf(transfer.get(request, limit), 30000);
+    }
+
+private Q_SLOTS:
+    void refusesDocumentsNestedTooDeep_data() {
+        QTest::addColumn<int>("depth");
+        QTest::addColumn<bool>("accepted");
+        QTest::newRow("at the limit") << JsonObject::maximumDepth - 1 << true;
+        QTest::newRow("one beyond") << JsonObject::maximumDepth << false;
+        // Deep enough to overflow the stack of anything that walks it recursively.
+        QTest::newRow("70,000 levels") << 70'000 << false;
+    }
+
+    void refusesDocumentsNestedTooDeep() {
+        QFETCH(int, depth);
+        QFETCH(bool, accepted);
+        const QByteArray document = nestedManifest(depth);
+        try {
+            const JsonObject root = JsonObject::parse(document);
+            std::optional<JsonObject> entry = root;
+            for (int level = 0; level < depth; ++level)
+                entry = entry->requiredObject("direct");
+            QVERIFY(accepted);
+            QCOMPARE(entry->requiredString("version"), u"2.5.0"_s);
+        } catch (const LaunchError& error) {
+            QVERIFY(!accepted);
+            QCOMPARE(error.domain(), LaunchError::Domain::decoding);
+        }
+        if (!accepted)
+            QVERIFY_THROWS_EXCEPTION(LaunchError, decodeReleaseManifest(document));
+    }
+
+    void decodingErrorsShowOnlyTheFixedSentence() {
+        try {
+            JsonObject::parse("{\"direct\": {\"build\": \"2500\"}}")
+                .requiredObject("direct")
+                .optionalInteger("build");
+            QFAIL("a string build was accepted");
+        } catch (const LaunchError& error) {
+            QCOMPARE(error.description(),
+                     u"The data couldn’t be read because it isn’t in the correct format."_s);
+            QCOMPARE(error.detail(), u"Expected an integer at $.direct.build."_s);
+        }
+    }
+
+    void readsFlexibleVersionsAsWritten_data() {
+        QTest::addColumn<QByteArray>("value");
+        QTest::addColumn<QString>("text");
+        QTest::newRow("string") << QByteArray("\"1.0-beta\"") << u"1.0-beta"_s;
+        QTest::newRow("integer") << QByteArray("3") << u"3"_s;
+        QTest::newRow("negative") << QByteArray("-7") << u"-7"_s;
+        QTest::newRow("integral float") << QByteArray("2.0") << u"2.0"_s;
+        QTest::newRow("fraction") << QByteArray("1.5") << u"1.5"_s;
+        QTest::newRow("above the signed range")
+            << QByteArray("18446744073709551615") << u"18446744073709551615"_s;
+        QTest::newRow("boolean: refused") << QByteArray("true") << QString();
+    }
+
+    void readsFlexibleVersionsAsWritten() {
+        QFETCH(QByteArray, value);
+        QFETCH(QString, text);
+        const JsonObject object = JsonObject::parse("{\"version\": " + value + '}');
+        if (text.isNull())
+            QVERIFY_THROWS_EXCEPTION(LaunchError, object.requiredFlexibleVersion("version"));
+        else
+            QCOMPARE(object.requiredFlexibleVersion("version"), text);
+    }
+
+    void readsOptionalBooleansStrictly_data() {
+        QTest::addColumn<QByteArray>("document");
+        QTest::addColumn<std::optional<bool>>("expected");
+        QTest::addColumn<bool>("fails");
+        QTest::newRow("true") << QByteArray("{\"beta\": true}") << std::optional(true) << false;
+        QTest::newRow("false") << QByteArray("{\"beta\": false}") << std::optional(false) << false;
+        QTest::newRow("null") << QByteArray("{\"beta\": null}") << std::optional<bool>() << false;
+        QTest::newRow("absent") << QByteArray("{}") << std::optional<bool>() << false;
+        QTest::newRow("text") << QByteArray("{\"beta\": \"true\"}") << std::optional<bool>()
+                              << true;
+        QTest::newRow("number") << QByteArray("{\"beta\": 1}") << std::optional<bool>() << true;
+    }
+
+    void readsOptionalBooleansStrictly() {
+        QFETCH(QByteArray, document);
+        QFETCH(std::optional<bool>, expected);
+        QFETCH(bool, fails);
+        const JsonObject object = JsonObject::parse(document);
+        if (fails)
+            QVERIFY_THROWS_EXCEPTION(LaunchError, object.optionalBool("beta"));
+        else
+            QCOMPARE(object.optionalBool("beta"), expected);
+    }
+
+    void capsTheBodyOfEveryResponse_data() {
+        QTest::addColumn<qint64>("size");
+        QTest::addColumn<qint64>("limit");
+        QTest::addColumn<bool>("accepted");
+        QTest::newRow("at the limit") << qint64(1024) << qint64(1024) << true;
+        QTest::newRow("one byte over") << qint64(1025) << qint64(1024) << false;
+        QTest::newRow("over the default") << HttpTransfer::defaultMaximumBodySize + 1
+                                          << HttpTransfer::defaultMaximumBodySize << false;
+    }
+
+    void capsTheBodyOfEveryResponse() {
+        QFETCH(qint64, size);
+        QFETCH(qint64, limit);
+        QFETCH(bool, accepted);
+        QTemporaryDir folder;
+        QFile body(folder.filePath(u"body.json"_s));
+        QVERIFY(body.open(QIODevice::WriteOnly) && body.resize(size));
+        body.close();
+        HttpsTestServer::Response response(200, {}, "application/json");
+        response.filePath = body.fileName();
+        m_server.reply(u"GET"_s, u"/large.json"_s, response);
+
+        const auto outcome = fetch(u"/large.json"_s, limit);
+        if (accepted) {
+            QVERIFY(!outcome.error);
+            QCOMPARE(outcome.value->body.size(), size);
+        } else {
+            QVERIFY(outcome.error);
+            QCOMPARE(outcome.error->domain(), LaunchError::Domain::decoding);
+        }
+        if (limit == HttpTransfer::defaultMaximumBodySize) {
+            // Callers that name no limit get the default one.
+            DirectorReleaseChecker checker(m_server.url(u"/large.json"_s),
+                                           m_server.makeNetworkAccess());
+            const auto checked = outcomeOf(checker.latestRelease(), 30000);
+            QVERIFY(checked.error);
+            QCOMPARE(checked.error->domain(), LaunchError::Domain::decoding);
+        }
+    }
+
+    void aConnectionLostAfterTheHeadersIsAConnectionError() {
+        HttpsTestServer::Response response(200, QByteArray(64 * 1024, ' ') + "{}");
+        response.dropAfterBytes = 1000;
+        m_server.reply(u"GET"_s, u"/cut.json"_s, response);
+        const auto outcome = fetch(u"/cut.json"_s, HttpTransfer::defaultMaximumBodySize);
+        QVERIFY(outcome.error);
+        QCOMPARE(outcome.error->domain(), LaunchError::Domain::url);
+        QVERIFY(outcome.error->isUrlError(LaunchError::networkConnectionLost));
+        QVERIFY(outcome.error->isOffline());
+    }
+
+    void propertyListStringsWithNulAreUnreadable_data() {
+        QTest::addColumn<QByteArray>("plist");
+        QTest::newRow("XML")
+            << QByteArray("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\">"
+                          "<dict><key>CFBundleIdentifier</key><string>a") +
+                   '\0' +
+                   QByteArray("b</string><key>CFBundleVersion</key><string>2410</string>"
+                              "</dict></plist>");
+        QTest::newRow("binary, UTF-16") << binaryPlistWithNulInString();
+    }
+
+    void propertyListStringsWithNulAreUnreadable() {
+        QFETCH(QByteArray, plist);
+        QVERIFY(plist.contains('\0'));
+        QTemporaryDir folder;
+        const QString bundle = folder.filePath(u"Vantor Director.app"_s);
+        writeFile(bundle + u"/Contents/Info.plist"_s, plist);
+
+        // The process survives; the value counts as missing, the rest is still read.
+        const auto metadata = readBundleMetadata(QUrl::fromLocalFile(bundle));
+        QVERIFY(metadata);
+        QVERIFY(!metadata->bundleIdentifier);
+        if (plist.startsWith("<?xml"))
+            QCOMPARE(metadata->build, u"2410"_s);
+    }
+
+    // libplist ends the process on a list nested deep enough, a few megabytes of it; each is
+    // refused before it gets there, wherever it lies, and a sound list is still read however it
+    // is written.
+    void deepPropertyListsAreUnreadable_data() {
+        QTest::addColumn<QByteArray>("document");
+        QTest::addColumn<bool>("isSeal");
+        QTest::addColumn<bool>("readable");
+        constexpr int limit = BoundedPropertyList::maximumDepth; // the dictionary is one level
+        QTest::newRow("XML, 200,000 arrays deep")
+            << xmlInfoPlist({}, directorID, nestedArrays(200'000)) << false << false;
+        QTest::newRow("binary, 200,000 arrays deep") << binaryInfoPlist(200'000) << false << false;
+        QTest::newRow("XML, at the limit")
+            << xmlInfoPlist({}, directorID, nestedArrays(limit - 1)) << false << true;
+        QTest::newRow("XML, one level beyond")
+            << xmlInfoPlist({}, directorID, nestedArrays(limit)) << false << false;
+        QTest::newRow("binary, at the limit") << binaryInfoPlist(limit - 1) << false << true;
+        QTest::newRow("binary, one level beyond") << binaryInfoPlist(limit) << false << false;
+        // 40 levels, each naming the next twice: 2^40 arrays once built.
+        QTest::newRow("binary, one array named a trillion times")
+            << binaryInfoPlist(41, 2) << false << false;
+        QTest::newRow("XML, document type, comments, CDATA and an entity declared")
+            << xmlInfoPlist("<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
+                            "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\" [\n"
+                            "  <!ENTITY deep \"<array><array/></array>\"> <!-- ]> -->\n]>\n",
+                            "nz.co.halvex.<!-- a comment -->Vantor<![CDATA[Director]]>", "<true/>")
+            << false << true;
+        // libplist skips quoted text inside a processing instruction and would read the arrays
+        // that the standard puts inside a comment.
+        QTest::newRow("XML, deep arrays behind a quoted ?>")
+            << "<?x \"?><!--\"?>" + nestedArrays(200'000) + "-->" +
+                   xmlInfoPlist({}, directorID, "<true/>")
+            << false << true;
+        QTest::newRow("seal, deep behind closing tags in a comment")
+            << sealHidingDepth("<!--", "-->", 200'000) << true << false;
+        QTest::newRow("seal, deep behind closing tags in CDATA")
+            << sealHidingDepth("<![CDATA[", "]]>", 200'000) << true << false;
+    }
+
+    void deepPropertyListsAreUnreadable() {
+        QFETCH(QByteArray, document);
+        QFETCH(bool, isSeal);
+        QFETCH(bool, readable);
+        if (isSeal) {
+            QVERIFY(!BundleSeal::parse(document));
+            return;
+        }
+        QTemporaryDir home;
+        writeFile(home.filePath(u"Applications/Vantor Director.app/Contents/Info.plist"_s),
+                  document);
+        ProductionApplicationDiscovery discovery(LaunchConfiguration::production(),
+                                                 std::make_shared<RecordingWorkspace>(),
+                                                 {home.filePath(u"System"_s), home.path()});
+        const auto discovered = outcomeOf(discovery.discoverApplications());
+        QVERIFY(discovered.value);
+        // Found only when its identifier was read, and read right.
+        QCOMPARE(discovered.value->first().path.has_value(), readable);
+    }
+
+    // Info.plist files in the encodings that macOS reads besides plain UTF-8.
+    void readsEveryEncodingThatMacOSReads_data() {
+        QTest::addColumn<QByteArray>("mark");
+        QTest::addColumn<int>("encoding");
+        QTest::newRow("UTF-8 with a byte-order mark")
+            << QByteArray("\xEF\xBB\xBF") << int(QStringConverter::Utf8);
+        QTest::newRow("UTF-16 little-endian")
+            << QByteArray("\xFF\xFE") << int(QStringConverter::Utf16LE);
+        QTest::newRow("UTF-16 big-endian")
+            << QByteArray("\xFE\xFF") << int(QStringConverter::Utf16BE);
+        QTest::newRow("UTF-16 little-endian without a mark")
+            << QByteArray() << int(QStringConverter::Utf16LE);
+    }
+
+    void readsEveryEncodingThatMacOSReads() {
+        QFETCH(QByteArray, mark);
+        QFETCH(int, encoding);
+        QTemporaryDir folder;
+        // Built whole: GCC's sanitizer build mistakes assignments to its empty optionals for reads
+        // of uninitialised memory.
+        const BundleSpec spec{u"com.vantor.director"_s, u"2.5.0 \u03b2"_s, u"2500"_s};
+        const QUrl bundle = writeBundle(folder.path(), u"Vantor Director.app"_s, spec);
+
+        QFile file(bundle.toLocalFile() + u"/Contents/Info.plist"_s);
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        QString text = QString::fromUtf8(file.readAll());
+        file.close();
+        if (encoding != int(QStringConverter::Utf8))
+            text.replace(u"encoding=\"UTF-8\""_s, u"encoding=\"UTF-16\""_s);
+        QStringEncoder encoder{QStringConverter::Encoding(encoding)};
+        writeFile(file.fileName(), mark + QByteArray(encoder.encode(text)));
+
+        const auto metadata = readBundleMetadata(bundle);
+        QVERIFY(metadata);
+        QCOMPARE(metadata->bundleIdentifier, spec.identifier);
+        QCOMPARE(metadata->version, spec.version);
+        QCOMPARE(metadata->build, spec.build);
+    }
+};
+
+QTEST_GUILESS_MAIN(HostileInputTest)
+#include "HostileInputTest.moc"
