@@ -1,7 +1,7 @@
 #include "account/LaunchTokens.h"
 
-#include "foundation/ReferenceDate.h"
 #include "foundation/LaunchError.h"
+#include "foundation/ReferenceDate.h"
 #include "foundation/StrictJson.h"
 
 using namespace Qt::StringLiterals;

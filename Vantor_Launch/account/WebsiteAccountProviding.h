@@ -1,7 +1,7 @@
 #pragma once
 
-#include "foundation/WebsiteAccount.h"
 #include "foundation/LaunchContentPackManifest.h"
+#include "foundation/WebsiteAccount.h"
 
 #include <QCoroTask>
 

@@ -6,12 +6,12 @@
 #include "content_packs/ContentStore.h"
 #include "foundation/BuildSettings.h"
 #include "foundation/LaunchError.h"
-#include "store/LaunchStore.h"
 #include "foundation/StrictJson.h"
 #include "platform/BrowserSignIn.h"
 #include "platform/BundleReplacement.h"
 #include "platform/LauncherInstance.h"
 #include "platform/SelfUpdater.h"
+#include "store/LaunchStore.h"
 
 #include <QApplication>
 #include <QCommandLineParser>

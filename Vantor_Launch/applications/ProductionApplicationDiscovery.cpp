@@ -38,10 +38,6 @@ QString standardizedPath(const QUrl& url) {
     return QDir::cleanPath(url.toLocalFile());
 }
 
-QString bundleIdentity(const QUrl& url) {
-    return ProductionApplicationDiscovery::bundleIdentity(url);
-}
-
 bool isVerified(const std::optional<ApplicationBundleMetadata>& metadata,
                 const LaunchConfiguration::Product& product) {
     return metadata && metadata->bundleIdentifier &&
@@ -214,12 +210,6 @@ ProductionApplicationDiscovery::candidates(LaunchConfiguration::Product product)
 
 int ProductionApplicationDiscovery::locationRank(const QUrl& bundle, const QUrl& home) {
     return locationRank(bundle, home, systemApplicationsFolder);
-}
-
-QString ProductionApplicationDiscovery::bundleIdentity(const QUrl& bundle) {
-    const QString clean = standardizedPath(bundle);
-    const QString resolved = QFileInfo(clean).canonicalFilePath();
-    return resolved.isEmpty() ? clean : resolved;
 }
 
 int ProductionApplicationDiscovery::locationRank(const QUrl& bundle, const QUrl& home,

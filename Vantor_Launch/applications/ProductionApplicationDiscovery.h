@@ -33,9 +33,6 @@ public:
 
     // 0 inside "/Applications/", 1 inside "<home>/Applications/", 2 anywhere else.
     static int locationRank(const QUrl& bundle, const QUrl& home);
-    // One bundle, however its path was reached: the workspace reports running copies with links
-    // resolved, so a bundle in a linked folder is compared by where it really lies.
-    static QString bundleIdentity(const QUrl& bundle);
     static int locationRank(const QUrl& bundle, const QUrl& home,
                             const QString& systemApplications);
 

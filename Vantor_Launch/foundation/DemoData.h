@@ -1,9 +1,9 @@
 #pragma once
 
-#include "foundation/LaunchAccountSnapshot.h"
 #include "foundation/ContentPack.h"
 #include "foundation/DomainEnums.h"
 #include "foundation/InstalledApp.h"
+#include "foundation/LaunchAccountSnapshot.h"
 
 #include <QDateTime>
 #include <QList>

@@ -1,7 +1,7 @@
 #include "foundation/LaunchAccountSnapshot.h"
 
-#include "foundation/ReferenceDate.h"
 #include "foundation/LaunchError.h"
+#include "foundation/ReferenceDate.h"
 #include "foundation/StrictJson.h"
 
 using namespace Qt::StringLiterals;

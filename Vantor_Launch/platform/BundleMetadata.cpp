@@ -2,7 +2,9 @@
 
 #include "platform/BoundedPropertyList.h"
 
+#include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QStringDecoder>
 #include <cstring>
 
@@ -94,4 +96,10 @@ std::optional<ApplicationBundleMetadata> readBundleMetadata(const QUrl& bundle) 
     };
     return ApplicationBundleMetadata{value("CFBundleIdentifier"),
                                      value("CFBundleShortVersionString"), value("CFBundleVersion")};
+}
+
+QString bundleIdentity(const QUrl& bundle) {
+    const QString clean = QDir::cleanPath(bundle.toLocalFile());
+    const QString resolved = QFileInfo(clean).canonicalFilePath();
+    return resolved.isEmpty() ? clean : resolved;
 }

@@ -29,3 +29,7 @@ readInfoPlistStrings(const QUrl& bundle, std::initializer_list<const char*> keys
 // The same for the bytes of a property list, from wherever they came.
 std::optional<QHash<QByteArray, QString>> infoPlistStrings(const QByteArray& document,
                                                            std::initializer_list<const char*> keys);
+
+// One bundle, however its path was reached: running copies are reported with links resolved, so a
+// bundle in a linked folder is compared by where it really lies.
+QString bundleIdentity(const QUrl& bundle);

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "PanelLocationChooser.h"
-#include "store/LaunchStore.h"
 #include "platform/SelfUpdater.h"
+#include "store/LaunchStore.h"
 
 #include <QObject>
 #include <QSettings>

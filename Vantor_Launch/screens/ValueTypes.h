@@ -1,9 +1,9 @@
 #pragma once
 
-#include "foundation/WebsiteAccount.h"
 #include "foundation/AccountSyncState.h"
 #include "foundation/ContentPack.h"
 #include "foundation/InstalledApp.h"
+#include "foundation/WebsiteAccount.h"
 
 #include <QtQmlIntegration>
 

@@ -1,7 +1,7 @@
-#include "store/ClearOnExit.h"
 #include "foundation/DemoData.h"
-#include "store/GenerationTicket.h"
 #include "foundation/LaunchError.h"
+#include "store/ClearOnExit.h"
+#include "store/GenerationTicket.h"
 #include "store/LaunchStore.h"
 
 using namespace Qt::StringLiterals;

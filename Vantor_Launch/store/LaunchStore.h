@@ -1,10 +1,10 @@
 #pragma once
 
-#include "foundation/WebsiteAccount.h"
-#include "foundation/AvailableApplicationRelease.h"
 #include "foundation/AccountSyncState.h"
+#include "foundation/AvailableApplicationRelease.h"
 #include "foundation/ContentPack.h"
 #include "foundation/InstalledApp.h"
+#include "foundation/WebsiteAccount.h"
 #include "store/LaunchCollaborators.h"
 
 #include <QCoroTask>

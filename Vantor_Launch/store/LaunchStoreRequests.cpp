@@ -1,5 +1,5 @@
-#include "store/ClearOnExit.h"
 #include "foundation/LaunchError.h"
+#include "store/ClearOnExit.h"
 #include "store/LaunchStore.h"
 
 #include <QPointer>

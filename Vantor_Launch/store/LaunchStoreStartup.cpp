@@ -1,8 +1,8 @@
 #include "foundation/DemoData.h"
-#include "store/GenerationTicket.h"
 #include "foundation/LaunchError.h"
-#include "store/LaunchStore.h"
 #include "platform/BundleMetadata.h"
+#include "store/GenerationTicket.h"
+#include "store/LaunchStore.h"
 
 #include <QLoggingCategory>
 

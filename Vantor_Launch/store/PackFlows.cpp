@@ -1,8 +1,8 @@
+#include "foundation/LaunchError.h"
+#include "foundation/SemanticVersion.h"
 #include "store/ClearOnExit.h"
 #include "store/GenerationTicket.h"
-#include "foundation/LaunchError.h"
 #include "store/LaunchStore.h"
-#include "foundation/SemanticVersion.h"
 
 #include <QTimer>
 #include <qcorotimer.h>

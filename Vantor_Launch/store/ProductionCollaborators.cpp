@@ -6,10 +6,10 @@
 #include "applications/ProductionApplicationUpdater.h"
 #include "content_packs/ProductionCatalogueProvider.h"
 #include "content_packs/ProductionContentPackInstaller.h"
-#include "store/LaunchCollaborators.h"
 #include "foundation/TrustingNetworkAccessManager.h"
 #include "platform/PlatformServices.h"
 #include "platform/SecretStore.h"
+#include "store/LaunchCollaborators.h"
 
 #include <QNetworkAccessManager>
 #include <QSslConfiguration>

@@ -1,9 +1,9 @@
-#include "applications/ProductionApplicationDiscovery.h"
+#include "foundation/LaunchError.h"
+#include "foundation/SemanticVersion.h"
+#include "platform/BundleMetadata.h"
 #include "store/ClearOnExit.h"
 #include "store/GenerationTicket.h"
-#include "foundation/LaunchError.h"
 #include "store/LaunchStore.h"
-#include "foundation/SemanticVersion.h"
 
 #include <QLoggingCategory>
 
@@ -102,10 +102,10 @@ QList<RunningApplication> LaunchStore::runningCopiesAt(const InstalledApp& app) 
     QList<RunningApplication> copies;
     if (!app.path)
         return copies;
-    const QString path = ProductionApplicationDiscovery::bundleIdentity(*app.path);
+    const QString path = bundleIdentity(*app.path);
     for (const RunningApplication& running :
          m_services.workspace->runningApplications(app.bundleIdentifier)) {
-        if (ProductionApplicationDiscovery::bundleIdentity(running.bundleURL) == path)
+        if (bundleIdentity(running.bundleURL) == path)
             copies.append(running);
     }
     return copies;

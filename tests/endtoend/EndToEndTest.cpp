@@ -6,8 +6,8 @@
 #include "StoreDoubles.h"
 #include "ZipWriter.h"
 #include "account/LaunchTokenStore.h"
-#include "store/LaunchStore.h"
 #include "platform/BundleMetadata.h"
+#include "store/LaunchStore.h"
 
 #include <QCryptographicHash>
 #include <QDesktopServices>
