@@ -182,6 +182,7 @@ StreamingDownload::Options assetDownload(StreamingDownload::Limits limits, const
                                          StreamingDownload::Options::Progress progress) {
     StreamingDownload::Options options;
     options.hash = proved;
+    options.durable = true;
     options.limits = limits;
     options.progress = std::move(progress);
     options.refused = [](int status) { return LaunchContentPackInstallerError::rejected(status); };

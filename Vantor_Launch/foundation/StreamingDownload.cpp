@@ -67,8 +67,8 @@ struct Sink {
         }
         return !digest || EVP_DigestUpdate(digest, chunk.constData(), size_t(chunk.size())) == 1;
     }
-    std::optional<QString> finish() {
-        if (::fsync(descriptor) != 0 || ::close(descriptor) != 0) {
+    std::optional<QString> finish(bool durable) {
+        if ((durable && ::fsync(descriptor) != 0) || ::close(descriptor) != 0) {
             error = errno;
             descriptor = -1;
             return std::nullopt;
@@ -221,7 +221,8 @@ StreamingDownload::fetch(std::shared_ptr<QNetworkAccessManager> network, QUrl ur
         throw LaunchError::url(LaunchError::networkConnectionLost);
     if (options.progress)
         options.progress(received, announced);
-    QFuture<std::optional<QString>> finished = QtConcurrent::run([sink] { return sink->finish(); });
+    QFuture<std::optional<QString>> finished =
+        QtConcurrent::run([sink, durable = options.durable] { return sink->finish(durable); });
     const std::optional<QString> digest = co_await finished;
     if (!digest)
         throw notWritten(filePath, sink->error);

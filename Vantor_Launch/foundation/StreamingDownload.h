@@ -33,6 +33,9 @@ public:
         using Progress = std::function<void(qint64 received, qint64 length)>;
 
         bool hash = false;
+        // Flushed to disk before the download counts as done: for files that are published as
+        // they are. A download that is only unpacked needs no flush of its own.
+        bool durable = false;
         // The most the body may hold; the download stops as soon as it passes. 0: no limit.
         qint64 maximumBytes = 0;
         Limits limits;
