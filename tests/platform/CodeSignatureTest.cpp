@@ -108,8 +108,10 @@ private Q_SLOTS:
     void onlyTrustedCodeSigningCertificatesCount() {
         QCOMPARE(trustingTestAuthority().signingIdentity(m_bundle.toLocalFile()), std::nullopt);
 
-        SigningFixture::sign(m_bundle, identifier, m_signing.notForCode);
-        QCOMPARE(trustingTestAuthority().signingIdentity(m_bundle.toLocalFile()), std::nullopt);
+        for (const auto* signer : {&m_signing.notForCode, &m_signing.noUsage}) {
+            SigningFixture::sign(m_bundle, identifier, *signer);
+            QCOMPARE(trustingTestAuthority().signingIdentity(m_bundle.toLocalFile()), std::nullopt);
+        }
 
         const TestCertificateAuthority stranger(u"Unknown Root"_s);
         SigningFixture::sign(
