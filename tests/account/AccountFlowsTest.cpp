@@ -1,5 +1,8 @@
 #include "StoreDoubles.h"
+#include "account/FileAccountSnapshotCache.h"
 
+#include <QDir>
+#include <QFileInfo>
 #include <QTest>
 #include <stdexcept>
 
@@ -169,15 +172,42 @@ private Q_SLOTS:
         QVERIFY(finishes(signIn));
     }
 
+    // Signing out and switching accounts go ahead only once the offline copy is gone. The real
+    // file cache, so that a removal failing anywhere on the way counts: everything stays as it
+    // was, the website is not asked, and the message says that nothing was completed.
+    void keepsTheAccountWhenTheSnapshotCannotBeRemoved_data() {
+        QTest::addColumn<bool>("signingOut");
+        QTest::newRow("sign-out") << true;
+        QTest::newRow("sign-in to another account") << false;
+    }
+
     void keepsTheAccountWhenTheSnapshotCannotBeRemoved() {
-        startStore(true);
-        m_fixture->snapshotCache->failsToClear = true;
-        QVERIFY(finishes(m_store->signOut()));
+        QFETCH(bool, signingOut);
+        m_fixture = std::make_unique<StoreFixture>();
+        const QString path = m_fixture->folder.filePath(u"website-account-snapshot.json"_s);
+        auto collaborators = m_fixture->collaborators();
+        collaborators.snapshotCache = std::make_shared<FileAccountSnapshotCache>(path);
+        collaborators.snapshotCache->save(
+            LaunchAccountSnapshot{1, customer, m_fixture->clock.addDays(-1)});
+        m_fixture->answerStartUp({}, {}, customer);
+        m_store = std::make_unique<LaunchStore>(collaborators);
+        QVERIFY(finishes(m_store->start()));
         QCOMPARE(m_store->account(), customer);
+        provider().signInCalls.holdCalls();
+        provider().signOutCalls.holdCalls();
+        const AccountSyncState state = m_store->syncState();
+        // A folder in the file's place resists removal whatever the permissions.
+        QVERIFY(QFile::remove(path) && QDir().mkpath(path + u"/kept"_s));
+
+        QVERIFY(finishes(signingOut ? m_store->signOut() : m_store->signIn()));
         QCOMPARE(
             m_store->message(),
             u"Saved account data could not be removed. Sign-out or account switching was not completed. Please try again."_s);
-        QCOMPARE(provider().signOutCalls.callCount(), 0);
+        QCOMPARE(m_store->account(), customer);
+        QCOMPARE(m_store->syncState(), state);
+        QVERIFY(!m_store->isSigningOut());
+        QCOMPARE(provider().signInCalls.callCount() + provider().signOutCalls.callCount(), 0);
+        QVERIFY(QFileInfo::exists(path + u"/kept"_s));
     }
 
     void reportsASnapshotThatCannotBeSaved() {
