@@ -4,6 +4,11 @@
 #include "account/LaunchTokenStore.h"
 #include "platform/linux/LinuxSecretStore.h"
 
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusObjectPath>
+#include <QDBusReply>
+#include <QDirIterator>
 #include <QProcess>
 #include <QTest>
 
@@ -62,6 +67,45 @@ private Q_SLOTS:
         QCOMPARE(itemsInKeyring(service), 0);
         QCOMPARE(await(store.load()), std::nullopt);
         await(store.remove());
+    }
+
+    // A locked keyring is storage that failed, never a session that ended: reading and saving
+    // fail with the storage text, and no token lands in a file instead. Last: it locks the keyring.
+    void lockedKeyringIsAStorageFailure() {
+        const QString storageFailed = u"Secure session storage is not configured in this build."_s;
+        LaunchTokenStore store(std::make_shared<LinuxSecretStore>());
+        const QDateTime expiry = QDateTime::fromString(u"2026-01-01T01:00:00Z"_s, Qt::ISODate);
+        const LaunchTokens held{u"access-held-0123456789"_s, u"refresh-held-0123456789"_s, expiry};
+        const LaunchTokens next{u"access-next-0123456789"_s, u"refresh-next-0123456789"_s, expiry};
+        await(store.save(held));
+
+        QDBusMessage lock = QDBusMessage::createMethodCall(
+            u"org.freedesktop.secrets"_s, u"/org/freedesktop/secrets"_s,
+            u"org.freedesktop.Secret.Service"_s, u"Lock"_s);
+        lock << QVariant::fromValue(QList<QDBusObjectPath>{
+            QDBusObjectPath(u"/org/freedesktop/secrets/collection/login"_s)});
+        const QDBusMessage locked = QDBusConnection::sessionBus().call(lock);
+        QVERIFY2(locked.type() == QDBusMessage::ReplyMessage, qPrintable(locked.errorMessage()));
+
+        for (int attempt = 0; attempt < 2; ++attempt) { // twice: nothing is cached in between
+            const auto loaded = outcomeOf(store.load());
+            QVERIFY(loaded.error);
+            QCOMPARE(loaded.error->description(), storageFailed);
+        }
+        const auto saved = outcomeOf(store.save(next));
+        QVERIFY(saved.error);
+        QCOMPARE(saved.error->description(), storageFailed);
+
+        QDirIterator files(m_root.path(), QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
+        while (files.hasNext()) {
+            QFile file(files.next());
+            QVERIFY(file.open(QIODevice::ReadOnly));
+            const QByteArray bytes = file.readAll();
+            for (const LaunchTokens& tokens : {held, next})
+                QVERIFY2(!bytes.contains(tokens.accessToken.toUtf8()) &&
+                             !bytes.contains(tokens.refreshToken.toUtf8()),
+                         qPrintable(file.fileName()));
+        }
     }
 };
 
