@@ -156,31 +156,42 @@ private Q_SLOTS:
         QCOMPARE(storedTokens(), std::optional(m_held));
     }
 
-    void statusesMapToErrors_data() {
+    // Only a 401 from the pack manifest buys a refresh: every other failure is reported at once,
+    // after one request, and the stored session stays as it was.
+    void failuresAreReportedWithoutARefresh_data() {
         QTest::addColumn<QString>("path");
-        QTest::addColumn<int>("status");
+        QTest::addColumn<int>("status"); // 0: the connection drops instead
         QTest::addColumn<QString>("description");
         const QString refused = u"The Vantor website refused this request for your account."_s;
         const QString unexpected = u"The server returned an unexpected response."_s;
+        const QString lost = LaunchError::url(LaunchError::networkConnectionLost).description();
         QTest::newRow("404 account") << accountPath << 404 << contentPackText;
         QTest::newRow("404 manifest") << manifestPath << 404 << contentPackText;
-        QTest::newRow("403") << accountPath << 403 << refused;
-        QTest::newRow("500") << accountPath << 500 << unexpected;
-        QTest::newRow("418") << manifestPath << 418 << unexpected;
+        QTest::newRow("403 account") << accountPath << 403 << refused;
+        QTest::newRow("403 manifest") << manifestPath << 403 << refused;
+        QTest::newRow("500 account") << accountPath << 500 << unexpected;
+        QTest::newRow("500 manifest") << manifestPath << 500 << unexpected;
+        QTest::newRow("418 manifest") << manifestPath << 418 << unexpected;
+        QTest::newRow("manifest dropped") << manifestPath << 0 << lost;
     }
 
-    void statusesMapToErrors() {
+    void failuresAreReportedWithoutARefresh() {
         QFETCH(QString, path);
         QFETCH(int, status);
         QFETCH(QString, description);
         holdSession(3600);
-        m_website->faults().failPath(path, status);
+        if (status)
+            m_website->faults().failPath(path, status);
+        else
+            m_website->faults().dropPathAfterBytes(path, 0);
         const auto provider = makeProvider();
         const auto error = path == accountPath
                                ? outcomeOf(provider->refreshAccount()).error
                                : outcomeOf(provider->downloadContentPackManifest()).error;
         QVERIFY(error);
         QCOMPARE(error->description(), description);
+        QCOMPARE(sentPaths(), QStringList{u"GET "_s + path});
+        QCOMPARE(storedTokens(), std::optional(m_held));
     }
 
     // Bytes the website never sends: a redirect of the account API to another host.
