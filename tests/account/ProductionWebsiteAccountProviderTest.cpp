@@ -259,29 +259,38 @@ private Q_SLOTS:
     void signInThroughTheBrowserAndASecondLauncher_data() {
         QTest::addColumn<QString>("change");
         QTest::addColumn<int>("code");
+        const int refused = int(LaunchError::userAuthenticationRequired);
         QTest::newRow("as the website sent it") << QString() << 0;
-        QTest::newRow("state in other letter case")
-            << u"case"_s << int(LaunchError::userAuthenticationRequired);
-        QTest::newRow("error item") << u"error"_s << int(LaunchError::userAuthenticationRequired);
+        QTest::newRow("state in other letter case") << u"case"_s << refused;
+        QTest::newRow("no state") << u"no state"_s << refused;
+        QTest::newRow("empty state") << u"empty state"_s << refused;
+        QTest::newRow("state twice") << u"state twice"_s << refused;
+        QTest::newRow("error item") << u"error"_s << refused;
         QTest::newRow("no code") << u"no code"_s << int(LaunchError::cannotParseResponse);
     }
 
     void signInThroughTheBrowserAndASecondLauncher() {
         QFETCH(QString, change);
         QFETCH(int, code);
+        if (code != 0)
+            holdSession(3600); // a refused callback must leave it alone
         PlayingBrowser browser(server());
         browser.alterCallback = [change](QUrl callback) {
             QUrlQuery query(callback);
-            if (change == u"case"_s) {
-                const QString state = query.queryItemValue(u"state"_s);
+            const QString state = query.queryItemValue(u"state"_s);
+            if (change == u"case"_s || change == u"no state"_s || change == u"empty state"_s)
                 query.removeQueryItem(u"state"_s);
+            if (change == u"case"_s)
                 query.addQueryItem(u"state"_s,
                                    state.toUpper() == state ? state.toLower() : state.toUpper());
-            } else if (change == u"error"_s) {
+            else if (change == u"empty state"_s)
+                query.addQueryItem(u"state"_s, QString());
+            else if (change == u"state twice"_s)
+                query.addQueryItem(u"state"_s, state);
+            else if (change == u"error"_s)
                 query.addQueryItem(u"error"_s, u"access_denied"_s);
-            } else if (change == u"no code"_s) {
+            else if (change == u"no code"_s)
                 query.removeQueryItem(u"code"_s);
-            }
             callback.setQuery(query);
             return callback;
         };
@@ -305,8 +314,8 @@ private Q_SLOTS:
         if (code != 0) {
             QVERIFY(outcome.error);
             QCOMPARE(outcome.error->code(), code);
-            QCOMPARE(server().requestCount(tokenPath), 0);
-            QCOMPARE(storedTokens(), std::nullopt);
+            QVERIFY(!sentPaths().contains(u"POST "_s + tokenPath));
+            QCOMPARE(storedTokens(), std::optional(m_held));
             return;
         }
         QCOMPARE(outcome.value, std::optional(sampleAccount));
@@ -318,7 +327,13 @@ private Q_SLOTS:
                               {u"redirectURI"_s, u"vantor-launch://auth"_s}}));
         QCOMPARE(m_website->website().sessionCount(), 1);
         QCOMPARE(server().requestCount(accountPath), 1);
-        QVERIFY(storedTokens());
+        const auto session = storedTokens();
+        QVERIFY(session);
+
+        // The same callback once more finds no sign-in and changes nothing.
+        QVERIFY(!LinuxBrowserSignIn::handOver(browser.handedOver));
+        QCOMPARE(server().requestCount(tokenPath), 1);
+        QCOMPARE(storedTokens(), session);
 
         // The desktop now sends the scheme to this executable.
         QFile entry(qEnvironmentVariable("XDG_DATA_HOME") +
@@ -361,6 +376,7 @@ private Q_SLOTS:
     }
 
     void cancelledSignInSendsNothing() {
+        holdSession(3600);
         bool opened = false;
         const auto signIn = std::make_shared<LinuxBrowserSignIn>(
             LinuxBrowserSignIn::defaultSocketPath(),
@@ -376,7 +392,8 @@ private Q_SLOTS:
         QVERIFY(!signIn->isWaiting());
         // Nobody listens any more: a late callback finds no sign-in.
         QVERIFY(!LinuxBrowserSignIn::handOver(QUrl(u"vantor-launch://auth?code=x"_s)));
-        QVERIFY(server().requests().isEmpty());
+        QVERIFY(sent().isEmpty());
+        QCOMPARE(storedTokens(), std::optional(m_held));
     }
 
     void browserThatCannotOpenFailsTheSignIn() {
