@@ -72,6 +72,18 @@ class ProductionWebsiteAccountProviderTest : public QObject {
 
     std::optional<LaunchTokens> storedTokens() { return *outcomeOf(m_tokens->load()).value; }
 
+    // The sign-in window of the desktop, with the browser played by the test and this build's
+    // launcher registered for the scheme.
+    static std::shared_ptr<LinuxBrowserSignIn> signInWith(PlayingBrowser& browser) {
+        return std::make_shared<LinuxBrowserSignIn>(
+            LinuxBrowserSignIn::defaultSocketPath(),
+            [&browser](const QUrl& page) { return browser.open(page); },
+            [](const QString& scheme) {
+                SchemeHandlerRegistration::registerForUser(scheme,
+                                                           QStringLiteral(LAUNCHER_EXECUTABLE));
+            });
+    }
+
     // The requests the provider sent, after those that set up the session.
     QList<HttpsTestServer::Request> sent() { return server().requests().mid(m_requestsBefore); }
     QStringList sentPaths() {
@@ -256,7 +268,7 @@ private Q_SLOTS:
         QCOMPARE(storedTokens(), std::nullopt);
     }
 
-    void signInThroughTheBrowserAndASecondLauncher_data() {
+    void signInThroughTheBrowserAndTheDesktopEntry_data() {
         QTest::addColumn<QString>("change");
         QTest::addColumn<int>("code");
         const int refused = int(LaunchError::userAuthenticationRequired);
@@ -269,12 +281,15 @@ private Q_SLOTS:
         QTest::newRow("no code") << u"no code"_s << int(LaunchError::cannotParseResponse);
     }
 
-    void signInThroughTheBrowserAndASecondLauncher() {
+    // The browser opens the website's redirect with the entry the launcher registered, as the
+    // desktop does without D-Bus activation: the entry's program hands the address to the
+    // waiting sign-in, and no command line ever shows its code or state.
+    void signInThroughTheBrowserAndTheDesktopEntry() {
         QFETCH(QString, change);
         QFETCH(int, code);
         if (code != 0)
             holdSession(3600); // a refused callback must leave it alone
-        PlayingBrowser browser(server());
+        PlayingBrowser browser(server().makeNetworkAccess());
         browser.alterCallback = [change](QUrl callback) {
             QUrlQuery query(callback);
             const QString state = query.queryItemValue(u"state"_s);
@@ -294,12 +309,12 @@ private Q_SLOTS:
             callback.setQuery(query);
             return callback;
         };
-        const auto signIn = std::make_shared<LinuxBrowserSignIn>(
-            LinuxBrowserSignIn::defaultSocketPath(),
-            [&browser](const QUrl& page) { return browser.open(page); });
+        const auto signIn = signInWith(browser);
         const auto outcome = outcomeOf(makeProvider(configuration(), signIn)->signIn());
-        QVERIFY(QTest::qWaitFor([&] { return browser.launcherExitCode >= 0; }, 20000));
-        QCOMPARE(browser.launcherExitCode, 0); // it handed over and ended
+        QVERIFY(QTest::qWaitFor([&] { return browser.handlerExitCode >= 0; }, 20000));
+        QCOMPARE(browser.handlerExitCode, 0); // it handed over and ended
+        QCOMPARE(browser.stopWatching(), QStringList());
+        QVERIFY(browser.sawHandOver());
         QVERIFY(!signIn->isWaiting());
 
         // The page keeps its own items and gets the state last: 43 characters of base64url.
@@ -335,21 +350,21 @@ private Q_SLOTS:
         QCOMPARE(server().requestCount(tokenPath), 1);
         QCOMPARE(storedTokens(), session);
 
-        // The desktop now sends the scheme to this executable.
-        QFile entry(qEnvironmentVariable("XDG_DATA_HOME") +
-                    u"/applications/vantor-launcher.desktop"_s);
+        // A desktop with D-Bus activation starts the launcher itself when none runs to answer.
+        const QString data = qEnvironmentVariable("XDG_DATA_HOME");
+        QFile entry(data + u"/applications/nz.co.halvex.VantorLaunch.desktop"_s);
         QVERIFY(entry.open(QIODevice::ReadOnly));
-        QVERIFY(entry.readAll().contains("MimeType=x-scheme-handler/vantor-launch;"));
-        QFile mimeapps(qEnvironmentVariable("XDG_CONFIG_HOME") + u"/mimeapps.list"_s);
-        QVERIFY(mimeapps.open(QIODevice::ReadOnly));
-        QVERIFY(
-            mimeapps.readAll().contains("x-scheme-handler/vantor-launch=vantor-launcher.desktop"));
+        QVERIFY(entry.readAll().contains("\nDBusActivatable=true\n"));
+        QFile service(data + u"/dbus-1/services/nz.co.halvex.VantorLaunch.service"_s);
+        QVERIFY(service.open(QIODevice::ReadOnly));
+        QCOMPARE(service.readAll(), "[D-BUS Service]\nName=nz.co.halvex.VantorLaunch\nExec=" +
+                                        QByteArray(LAUNCHER_EXECUTABLE) + '\n');
     }
 
     void registrationKeepsTheUsersOtherHandlers_data() {
         QTest::addColumn<QString>("before");
         QTest::addColumn<QString>("after");
-        const QString ours = u"x-scheme-handler/vantor-launch=vantor-launcher.desktop"_s;
+        const QString ours = u"x-scheme-handler/vantor-launch=nz.co.halvex.VantorLaunch.desktop"_s;
         QTest::newRow("no file") << QString() << u"[Default Applications]\n"_s + ours + u'\n';
         QTest::newRow("other handlers")
             << u"[Added Associations]\ntext/html=web.desktop;\n[Default Applications]\n"
