@@ -7,8 +7,10 @@
 #include "ThrowawayHome.h"
 #include "WebsiteFixture.h"
 #include "platform/linux/LinuxBrowserSignIn.h"
+#include "platform/linux/LinuxSecretStore.h"
 #include "platform/linux/SchemeHandlerRegistration.h"
 
+#include <QDirIterator>
 #include <QJsonDocument>
 #include <QRegularExpression>
 #include <QTest>
@@ -27,6 +29,29 @@ const QString contentPackText =
     u"Content Pack installation is not yet available on the live Vantor API."_s;
 const WebsiteAccount sampleAccount{u"cus_sample_0001"_s, u"Sample Presenter"_s,
                                    u"presenter@vantor.example"_s};
+
+// A secret store that remembers what it was asked to keep, so that the test knows which tokens
+// to look for where they must not be.
+class RecordingSecretStore : public SecretStore {
+public:
+    explicit RecordingSecretStore(std::shared_ptr<SecretStore> store)
+        : m_store(std::move(store)) {}
+    QByteArrayList written;
+
+    QCoro::Task<ReadResult> read(QString service, QString account) override {
+        return m_store->read(service, account);
+    }
+    QCoro::Task<Status> write(QString service, QString account, QByteArray secret) override {
+        written.append(secret);
+        return m_store->write(service, account, secret);
+    }
+    QCoro::Task<Status> remove(QString service, QString account) override {
+        return m_store->remove(service, account);
+    }
+
+private:
+    std::shared_ptr<SecretStore> m_store;
+};
 
 } // namespace
 
@@ -94,6 +119,13 @@ class ProductionWebsiteAccountProviderTest : public QObject {
     }
 
 private Q_SLOTS:
+    void initTestCase() {
+        // No session bus, so no secret service: the real store must fail without a fallback,
+        // and nothing reaches the user's own bus.
+        qputenv("DBUS_SESSION_BUS_ADDRESS",
+                "unix:path=" + QFile::encodeName(m_home.filePath(u"no-bus"_s)));
+    }
+
     void init() {
         SampleWebsite::Options options;
         options.approveAutomatically = true; // as for a user who approved the launcher before
@@ -359,6 +391,44 @@ private Q_SLOTS:
         QVERIFY(service.open(QIODevice::ReadOnly));
         QCOMPARE(service.readAll(), "[D-BUS Service]\nName=nz.co.halvex.VantorLaunch\nExec=" +
                                         QByteArray(LAUNCHER_EXECUTABLE) + '\n');
+    }
+
+    // Without a secret service the session cannot be kept: the sign-in fails with the storage
+    // text after the website issued the tokens, and neither they nor the code reach a file.
+    void signInWithoutASecretServiceKeepsNoToken() {
+        const auto secrets =
+            std::make_shared<RecordingSecretStore>(std::make_shared<LinuxSecretStore>());
+        m_tokens = std::make_shared<LaunchTokenStore>(secrets);
+        PlayingBrowser browser(server().makeNetworkAccess());
+        const auto outcome =
+            outcomeOf(makeProvider(configuration(), signInWith(browser))->signIn());
+        QVERIFY(outcome.error);
+        QCOMPARE(outcome.error->description(),
+                 u"Secure session storage is not configured in this build."_s);
+        QCOMPARE(server().requestCount(tokenPath), 1);
+        QCOMPARE(server().requestCount(accountPath), 0);
+        QCOMPARE(browser.stopWatching(), QStringList());
+
+        QCOMPARE(secrets->written.size(), 1);
+        const LaunchTokens issued = LaunchTokens::decode(secrets->written.constFirst());
+        // The tokens and the code as they are, and the stored item in the base64 of QtKeychain.
+        const QByteArrayList secret{
+            issued.accessToken.toUtf8(), issued.refreshToken.toUtf8(),
+            QUrlQuery(browser.handedOver).queryItemValue(u"code"_s).toUtf8(),
+            secrets->written.constFirst().toBase64()};
+        QDirIterator files(m_home.path(), QDir::Files | QDir::Hidden | QDir::System,
+                           QDirIterator::Subdirectories);
+        int searched = 0;
+        while (files.hasNext()) {
+            QFile file(files.next());
+            if (!file.open(QIODevice::ReadOnly))
+                continue; // sockets
+            const QByteArray bytes = file.readAll();
+            ++searched;
+            for (const QByteArray& part : secret)
+                QVERIFY2(!bytes.contains(part), qPrintable(file.fileName()));
+        }
+        QVERIFY(searched > 0); // the desktop entry at least
     }
 
     void registrationKeepsTheUsersOtherHandlers_data() {
