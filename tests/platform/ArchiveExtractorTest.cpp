@@ -158,9 +158,6 @@ private Q_SLOTS:
         writeFile(path, bytes);
         QCOMPARE(LibarchiveExtractor(byteCeiling, entryCeiling).extract(path, m_destination),
                  extracts);
-        if (extracts)
-            QCOMPARE(QDir(m_destination).entryList(QDir::Files),
-                     (QStringList{u"a"_s, u"b"_s, u"c"_s}));
     }
 
     void judgesLinkTargetsByTheirText_data() {

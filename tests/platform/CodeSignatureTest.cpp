@@ -108,11 +108,6 @@ private Q_SLOTS:
     void onlyTrustedCodeSigningCertificatesCount() {
         QCOMPARE(trustingTestAuthority().signingIdentity(m_bundle.toLocalFile()), std::nullopt);
 
-        for (const auto* signer : {&m_signing.notForCode, &m_signing.noUsage}) {
-            SigningFixture::sign(m_bundle, identifier, *signer);
-            QCOMPARE(trustingTestAuthority().signingIdentity(m_bundle.toLocalFile()), std::nullopt);
-        }
-
         const TestCertificateAuthority stranger(u"Unknown Root"_s);
         SigningFixture::sign(
             m_bundle, identifier,

@@ -1,9 +1,9 @@
 #pragma once
 
+#include "platform/linux/LinuxBrowserSignIn.h"
+
 #include <QNetworkAccessManager>
-#include <QObject>
 #include <QProcess>
-#include <QStringList>
 #include <QUrl>
 #include <atomic>
 #include <functional>
@@ -15,13 +15,12 @@
 // Plays the user's browser and desktop. The browser loads the authorisation page and takes the
 // website's redirect to the launcher's scheme; the desktop opens that address with the entry that
 // the user's "mimeapps.list" names for the scheme: by its Exec line, as xdg-open does, or, when
-// the entry is D-Bus activatable, with Open on the session bus, as GIO does. From the redirect
-// until stopWatching(), every process's command line is read for the address's code and state.
+// the entry is D-Bus activatable, with Open on the session bus, as GIO does.
 //
-// The desktop itself puts the address on the command line of the program it starts, so a glimpse
-// of it there between that start and the program's first instructions is the desktop's doing.
-// A process holds the address when it is seen with it again after running for a millisecond, or
-// after half a second.
+// From the redirect until stopWatching(), every process's command line is read for the address's
+// code and state. The desktop itself puts the address on the command line of the program it
+// starts, so a glimpse of it there before the program's first instructions is the desktop's doing;
+// a process holds it when seen with it again after running for a millisecond, or half a second.
 class PlayingBrowser : public QObject {
     Q_OBJECT
 
@@ -35,21 +34,19 @@ public:
     std::function<QUrl(QUrl)> alterCallback = [](QUrl url) { return url; };
     QList<QUrl> openedPages;
     QUrl handedOver;
-    // The Exec line's process: its exit code once it ended, -1 before.
-    int handlerExitCode = -1;
-    // The desktop's Open call: whether the launcher answered it without an error.
-    std::optional<bool> openAnswered;
+    int handlerExitCode = -1;         // of the Exec line's process, once it ended
+    std::optional<bool> openAnswered; // whether the launcher answered Open without an error
 
-    // Ends the watch and returns the command lines of processes that held the code or state.
+    // The desktop's sign-in window, showing pages in this browser, with this launcher registered
+    // for the callback scheme.
+    std::shared_ptr<LinuxBrowserSignIn> signInWindow(const QString& launcher);
+    // Ends the watch; the command lines of processes that held the code or the state.
     QStringList stopWatching();
     // Whether the watch saw the launcher started by the hand-over, so that it overlapped it.
     bool sawHandOver() const { return m_sawHandOver; }
 
-public Q_SLOTS:
-    // QDesktopServices hands the https pages of a sign-in here.
-    bool open(const QUrl& page);
-
 private:
+    bool open(const QUrl& page);
     void openWithSchemeHandler(const QUrl& address);
     void watchCommandLines(QList<QByteArray> secrets);
 
