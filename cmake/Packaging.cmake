@@ -8,6 +8,15 @@ install(TARGETS vantor-launcher RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(FILES ${launcher_desktop}/${LAUNCHER_APP_ID}.desktop
   DESTINATION ${CMAKE_INSTALL_DATADIR}/applications)
 
+# The entry is D-Bus activatable, so the session bus must know how to start the launcher when
+# none runs. Written at install time: the service names the launcher by the prefix it is installed
+# under, which the package sets only then.
+set(launcher_service "${CMAKE_INSTALL_DATADIR}/dbus-1/services/${LAUNCHER_APP_ID}.service")
+install(CODE "
+  set(service \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${launcher_service}\")
+  file(WRITE \"\${service}\" \"[D-BUS Service]\\nName=${LAUNCHER_APP_ID}\\nExec=\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR}/vantor-launcher\\n\")
+  list(APPEND CMAKE_INSTALL_MANIFEST_FILES \"\${service}\")
+")
 configure_file(${launcher_desktop}/${LAUNCHER_APP_ID}.metainfo.xml.in
   ${CMAKE_BINARY_DIR}/desktop/${LAUNCHER_APP_ID}.metainfo.xml @ONLY)
 install(FILES ${CMAKE_BINARY_DIR}/desktop/${LAUNCHER_APP_ID}.metainfo.xml

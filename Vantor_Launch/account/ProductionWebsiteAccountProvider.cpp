@@ -5,6 +5,7 @@
 #include <QNetworkRequest>
 #include <QRandomGenerator>
 #include <QUrlQuery>
+#include <algorithm>
 #include <nlohmann/json.hpp>
 
 using namespace Qt::StringLiterals;
@@ -70,8 +71,12 @@ QString ProductionWebsiteAccountProvider::authorizationCode(const QUrl& callback
         }
         return std::nullopt;
     };
+    // Exactly one state, and ours: a second one could smuggle in a value that is checked by no
+    // one along the way.
     const auto returnedState = firstNamed(u"state"_s);
-    if (!returnedState || returnedState->isEmpty() || *returnedState != state)
+    const auto stateItems = std::count_if(
+        items.cbegin(), items.cend(), [](const auto& item) { return item.first == u"state"_s; });
+    if (!returnedState || stateItems != 1 || returnedState->isEmpty() || *returnedState != state)
         throw sessionRequired();
     if (firstNamed(u"error"_s))
         throw sessionRequired();

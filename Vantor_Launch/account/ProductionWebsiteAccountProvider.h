@@ -38,7 +38,7 @@ public:
     static QString makeState();
     // The authorisation page with "state" appended after its own query items. Throws badURL.
     static QUrl startURL(const QUrl& authenticationStartURL, const QString& state);
-    // The authorisation code of a callback that carries exactly this state and no "error".
+    // The authorisation code of a callback that carries this state, once, and no "error".
     static QString authorizationCode(const QUrl& callback, const QString& state);
 
 private:

@@ -30,6 +30,9 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
+// A callback address is one short line; the hand-over program passes no longer one.
+constexpr qsizetype maximumCallbackBytes = 16 * 1024;
+
 std::optional<Launch::DemoScenario> scenarioNamed(const QString& name) {
     if (name == u"signed-out"_s)
         return Launch::DemoScenario::signedOut;
@@ -91,9 +94,12 @@ int main(int argc, char* argv[]) {
         u"name"_s, u"combined"_s);
     const QCommandLineOption configOption(
         u"config"_s, u"Read the website endpoints from a JSON file (development)."_s, u"file"_s);
-    parser.addOptions({demoOption, scenarioOption, configOption});
-    parser.addPositionalArgument(u"address"_s, u"A sign-in callback address from the browser."_s,
-                                 u"[address]"_s);
+    // The desktop entry's hand-over program passes a sign-in callback address this way, never on
+    // the command line, where any user of the machine could read its code.
+    QCommandLineOption handOverOption(u"handover"_s,
+                                      u"Read a sign-in callback address from standard input."_s);
+    handOverOption.setFlags(QCommandLineOption::HiddenFromHelp);
+    parser.addOptions({demoOption, scenarioOption, configOption, handOverOption});
     parser.process(application);
 
     const auto scenario = scenarioNamed(parser.value(scenarioOption));
@@ -115,18 +121,24 @@ int main(int argc, char* argv[]) {
         }
     }
 
-    // Started by the browser with a sign-in callback: hand it to the launcher that waits for it.
-    // Whether it waited or not, a running launcher then shows itself and this start ends.
+    // Started for a sign-in callback: hand it to the launcher that waits for it. Whether it
+    // waited or not, a running launcher then shows itself and this start ends.
     bool handedOver = false;
-    if (!parser.positionalArguments().isEmpty()) {
-        const QUrl callback(parser.positionalArguments().constFirst());
-        handedOver = configuration.authenticationCallbackScheme &&
+    if (parser.isSet(handOverOption)) {
+        QFile input;
+        QByteArray line;
+        if (input.open(stdin, QIODevice::ReadOnly))
+            line = input.read(maximumCallbackBytes + 1).trimmed();
+        const QUrl callback = QUrl::fromEncoded(line, QUrl::StrictMode);
+        handedOver = line.size() <= maximumCallbackBytes && callback.isValid() &&
+                     configuration.authenticationCallbackScheme &&
                      callback.scheme() == configuration.authenticationCallbackScheme->toLower() &&
                      PlatformServices::handOverSignInCallback(callback);
     }
     const auto instance = PlatformServices::makeLauncherInstance();
     if (!instance->claim() || handedOver)
         return 0;
+    instance->publishToDesktop();
 
     // What a killed earlier run left in the content store goes now, off the main thread; an
     // update's leftovers go when the next update starts.

@@ -15,6 +15,9 @@ public:
     // True when this process is the one launcher from now on; false when a running launcher
     // answered and was asked to show itself.
     virtual bool claim() = 0;
+    // Once claimed: lets the desktop reach this launcher by its application id, to bring it
+    // forward or to open a sign-in callback address with it. Best effort.
+    virtual void publishToDesktop() = 0;
 
 Q_SIGNALS:
     // A later start asked this launcher to show its window.

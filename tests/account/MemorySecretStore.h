@@ -8,12 +8,11 @@
 #include <chrono>
 #include <qcorotimer.h>
 
-// The secret store of unit tests: items in memory, and a switch that makes every call fail the
-// way a missing or locked secret service does.
+// The secret store of unit tests: items in memory. A missing or locked secret service is the real
+// one's (secret_service_test, and the sign-in without one).
 class MemorySecretStore : public SecretStore {
 public:
     QHash<QString, QByteArray> items; // "service/account"
-    bool fails = false;
     int removals = 0;
     // Each call takes this long, so that overlapping calls would show in the log.
     std::chrono::milliseconds delay{0};
@@ -21,8 +20,6 @@ public:
 
     QCoro::Task<ReadResult> read(QString service, QString account) override {
         co_await pause(QStringLiteral("read"));
-        if (fails)
-            co_return ReadResult{Status::failure, {}};
         const auto item = items.constFind(service + u'/' + account);
         if (item == items.constEnd())
             co_return ReadResult{Status::itemNotFound, {}};
@@ -30,16 +27,12 @@ public:
     }
     QCoro::Task<Status> write(QString service, QString account, QByteArray secret) override {
         co_await pause(QStringLiteral("write"));
-        if (fails)
-            co_return Status::failure;
         items.insert(service + u'/' + account, secret);
         co_return Status::success;
     }
     QCoro::Task<Status> remove(QString service, QString account) override {
         ++removals;
         co_await pause(QStringLiteral("remove"));
-        if (fails)
-            co_return Status::failure;
         co_return items.remove(service + u'/' + account) ? Status::success : Status::itemNotFound;
     }
 

@@ -7,6 +7,7 @@
 #include "ThrowawayHome.h"
 #include "WebsiteFixture.h"
 #include "platform/linux/LinuxBrowserSignIn.h"
+#include "platform/linux/LinuxSecretStore.h"
 #include "platform/linux/SchemeHandlerRegistration.h"
 
 #include <QJsonDocument>
@@ -28,6 +29,21 @@ const QString contentPackText =
     u"Content Pack installation is not yet available on the live Vantor API."_s;
 const WebsiteAccount sampleAccount{u"cus_sample_0001"_s, u"Sample Presenter"_s,
                                    u"presenter@vantor.example"_s};
+
+// A secret store that remembers what it was asked to keep, so that the test knows which tokens
+// to look for where they must not be.
+struct RecordingSecretStore : SecretStore {
+    std::shared_ptr<SecretStore> store;
+    QByteArrayList written;
+    explicit RecordingSecretStore(std::shared_ptr<SecretStore> store)
+        : store(std::move(store)) {}
+    QCoro::Task<ReadResult> read(QString s, QString a) override { return store->read(s, a); }
+    QCoro::Task<Status> remove(QString s, QString a) override { return store->remove(s, a); }
+    QCoro::Task<Status> write(QString s, QString a, QByteArray secret) override {
+        written.append(secret);
+        return store->write(s, a, secret);
+    }
+};
 
 } // namespace
 
@@ -83,6 +99,13 @@ class ProductionWebsiteAccountProviderTest : public QObject {
     }
 
 private Q_SLOTS:
+    void initTestCase() {
+        // No session bus, so no secret service: the real store must fail without a fallback,
+        // and nothing reaches the user's own bus.
+        qputenv("DBUS_SESSION_BUS_ADDRESS",
+                "unix:path=" + QFile::encodeName(m_home.filePath(u"no-bus"_s)));
+    }
+
     void init() {
         SampleWebsite::Options options;
         options.approveAutomatically = true; // as for a user who approved the launcher before
@@ -148,40 +171,45 @@ private Q_SLOTS:
                  m_website->url(u"/files/aurora-stage/aurora-curtain.vdasset"_s));
     }
 
-    void accountRejectionIsNotRetried() {
-        holdSession(3600);
-        m_website->faults().failPath(accountPath, 401);
-        const auto outcome = outcomeOf(makeProvider()->refreshAccount());
-        QVERIFY(outcome.error->isUrlError(LaunchError::userAuthenticationRequired));
-        QCOMPARE(sentPaths(), QStringList{u"GET "_s + accountPath});
-        QCOMPARE(storedTokens(), std::optional(m_held));
-    }
-
-    void statusesMapToErrors_data() {
+    // Only a 401 from the pack manifest buys a refresh: every other failure, and a 401 from the
+    // account, is reported at once, after one request, and the stored session stays as it was.
+    void failuresAreReportedWithoutARefresh_data() {
         QTest::addColumn<QString>("path");
-        QTest::addColumn<int>("status");
+        QTest::addColumn<int>("status"); // 0: the connection drops instead
         QTest::addColumn<QString>("description");
         const QString refused = u"The Vantor website refused this request for your account."_s;
         const QString unexpected = u"The server returned an unexpected response."_s;
+        const QString lost = LaunchError::url(LaunchError::networkConnectionLost).description();
+        QTest::newRow("401 account")
+            << accountPath << 401
+            << LaunchError::url(LaunchError::userAuthenticationRequired).description();
         QTest::newRow("404 account") << accountPath << 404 << contentPackText;
         QTest::newRow("404 manifest") << manifestPath << 404 << contentPackText;
-        QTest::newRow("403") << accountPath << 403 << refused;
-        QTest::newRow("500") << accountPath << 500 << unexpected;
-        QTest::newRow("418") << manifestPath << 418 << unexpected;
+        QTest::newRow("403 account") << accountPath << 403 << refused;
+        QTest::newRow("403 manifest") << manifestPath << 403 << refused;
+        QTest::newRow("500 account") << accountPath << 500 << unexpected;
+        QTest::newRow("500 manifest") << manifestPath << 500 << unexpected;
+        QTest::newRow("418 manifest") << manifestPath << 418 << unexpected;
+        QTest::newRow("manifest dropped") << manifestPath << 0 << lost;
     }
 
-    void statusesMapToErrors() {
+    void failuresAreReportedWithoutARefresh() {
         QFETCH(QString, path);
         QFETCH(int, status);
         QFETCH(QString, description);
         holdSession(3600);
-        m_website->faults().failPath(path, status);
+        if (status)
+            m_website->faults().failPath(path, status);
+        else
+            m_website->faults().dropPathAfterBytes(path, 0);
         const auto provider = makeProvider();
         const auto error = path == accountPath
                                ? outcomeOf(provider->refreshAccount()).error
                                : outcomeOf(provider->downloadContentPackManifest()).error;
         QVERIFY(error);
         QCOMPARE(error->description(), description);
+        QCOMPARE(sentPaths(), QStringList{u"GET "_s + path});
+        QCOMPARE(storedTokens(), std::optional(m_held));
     }
 
     // Bytes the website never sends: a redirect of the account API to another host.
@@ -246,41 +274,53 @@ private Q_SLOTS:
         QCOMPARE(storedTokens(), std::nullopt);
     }
 
-    void signInThroughTheBrowserAndASecondLauncher_data() {
+    void signInThroughTheBrowserAndTheDesktopEntry_data() {
         QTest::addColumn<QString>("change");
         QTest::addColumn<int>("code");
+        const int refused = int(LaunchError::userAuthenticationRequired);
         QTest::newRow("as the website sent it") << QString() << 0;
-        QTest::newRow("state in other letter case")
-            << u"case"_s << int(LaunchError::userAuthenticationRequired);
-        QTest::newRow("error item") << u"error"_s << int(LaunchError::userAuthenticationRequired);
+        QTest::newRow("state in other letter case") << u"case"_s << refused;
+        QTest::newRow("no state") << u"no state"_s << refused;
+        QTest::newRow("empty state") << u"empty state"_s << refused;
+        QTest::newRow("state twice") << u"state twice"_s << refused;
+        QTest::newRow("error item") << u"error"_s << refused;
         QTest::newRow("no code") << u"no code"_s << int(LaunchError::cannotParseResponse);
     }
 
-    void signInThroughTheBrowserAndASecondLauncher() {
+    // The browser opens the website's redirect with the entry the launcher registered, as the
+    // desktop does without D-Bus activation: the entry's program hands the address to the
+    // waiting sign-in, and no command line ever shows its code or state.
+    void signInThroughTheBrowserAndTheDesktopEntry() {
         QFETCH(QString, change);
         QFETCH(int, code);
-        PlayingBrowser browser(server());
+        if (code != 0)
+            holdSession(3600); // a refused callback must leave it alone
+        PlayingBrowser browser(server().makeNetworkAccess());
         browser.alterCallback = [change](QUrl callback) {
             QUrlQuery query(callback);
-            if (change == u"case"_s) {
-                const QString state = query.queryItemValue(u"state"_s);
+            const QString state = query.queryItemValue(u"state"_s);
+            if (change == u"case"_s || change == u"no state"_s || change == u"empty state"_s)
                 query.removeQueryItem(u"state"_s);
+            if (change == u"case"_s)
                 query.addQueryItem(u"state"_s,
                                    state.toUpper() == state ? state.toLower() : state.toUpper());
-            } else if (change == u"error"_s) {
+            else if (change == u"empty state"_s)
+                query.addQueryItem(u"state"_s, QString());
+            else if (change == u"state twice"_s)
+                query.addQueryItem(u"state"_s, state);
+            else if (change == u"error"_s)
                 query.addQueryItem(u"error"_s, u"access_denied"_s);
-            } else if (change == u"no code"_s) {
+            else if (change == u"no code"_s)
                 query.removeQueryItem(u"code"_s);
-            }
             callback.setQuery(query);
             return callback;
         };
-        const auto signIn = std::make_shared<LinuxBrowserSignIn>(
-            LinuxBrowserSignIn::defaultSocketPath(),
-            [&browser](const QUrl& page) { return browser.open(page); });
+        const auto signIn = browser.signInWindow(QStringLiteral(LAUNCHER_EXECUTABLE));
         const auto outcome = outcomeOf(makeProvider(configuration(), signIn)->signIn());
-        QVERIFY(QTest::qWaitFor([&] { return browser.launcherExitCode >= 0; }, 20000));
-        QCOMPARE(browser.launcherExitCode, 0); // it handed over and ended
+        QVERIFY(QTest::qWaitFor([&] { return browser.handlerExitCode >= 0; }, 20000));
+        QCOMPARE(browser.handlerExitCode, 0); // it handed over and ended
+        QCOMPARE(browser.stopWatching(), QStringList());
+        QVERIFY(browser.sawHandOver());
         QVERIFY(!signIn->isWaiting());
 
         // The page keeps its own items and gets the state last: 43 characters of base64url.
@@ -295,8 +335,8 @@ private Q_SLOTS:
         if (code != 0) {
             QVERIFY(outcome.error);
             QCOMPARE(outcome.error->code(), code);
-            QCOMPARE(server().requestCount(tokenPath), 0);
-            QCOMPARE(storedTokens(), std::nullopt);
+            QVERIFY(!sentPaths().contains(u"POST "_s + tokenPath));
+            QCOMPARE(storedTokens(), std::optional(m_held));
             return;
         }
         QCOMPARE(outcome.value, std::optional(sampleAccount));
@@ -308,23 +348,51 @@ private Q_SLOTS:
                               {u"redirectURI"_s, u"vantor-launch://auth"_s}}));
         QCOMPARE(m_website->website().sessionCount(), 1);
         QCOMPARE(server().requestCount(accountPath), 1);
-        QVERIFY(storedTokens());
+        const auto session = storedTokens();
+        QVERIFY(session);
 
-        // The desktop now sends the scheme to this executable.
-        QFile entry(qEnvironmentVariable("XDG_DATA_HOME") +
-                    u"/applications/vantor-launcher.desktop"_s);
-        QVERIFY(entry.open(QIODevice::ReadOnly));
-        QVERIFY(entry.readAll().contains("MimeType=x-scheme-handler/vantor-launch;"));
-        QFile mimeapps(qEnvironmentVariable("XDG_CONFIG_HOME") + u"/mimeapps.list"_s);
-        QVERIFY(mimeapps.open(QIODevice::ReadOnly));
-        QVERIFY(
-            mimeapps.readAll().contains("x-scheme-handler/vantor-launch=vantor-launcher.desktop"));
+        // The same callback once more finds no sign-in and changes nothing.
+        QVERIFY(!LinuxBrowserSignIn::handOver(browser.handedOver));
+        QCOMPARE(server().requestCount(tokenPath), 1);
+        QCOMPARE(storedTokens(), session);
+
+        // A desktop with D-Bus activation starts the launcher itself when none runs to answer.
+        QFile service(qEnvironmentVariable("XDG_DATA_HOME") +
+                      u"/dbus-1/services/nz.co.halvex.VantorLaunch.service"_s);
+        QVERIFY(service.open(QIODevice::ReadOnly));
+        QCOMPARE(service.readAll(), "[D-BUS Service]\nName=nz.co.halvex.VantorLaunch\nExec=" +
+                                        QByteArray(LAUNCHER_EXECUTABLE) + '\n');
+    }
+
+    // Without a secret service the session cannot be kept: the sign-in fails with the storage
+    // text after the website issued the tokens, and neither they nor the code reach a file.
+    void signInWithoutASecretServiceKeepsNoToken() {
+        const auto secrets =
+            std::make_shared<RecordingSecretStore>(std::make_shared<LinuxSecretStore>());
+        m_tokens = std::make_shared<LaunchTokenStore>(secrets);
+        PlayingBrowser browser(server().makeNetworkAccess());
+        const auto provider = makeProvider(
+            configuration(), browser.signInWindow(QStringLiteral(LAUNCHER_EXECUTABLE)));
+        const QString storageFailed = u"Secure session storage is not configured in this build."_s;
+        QCOMPARE(outcomeOf(provider->signIn()).error->description(), storageFailed);
+        // Reading fails as storage too: the user is not told that the session ended.
+        QCOMPARE(outcomeOf(provider->refreshAccount()).error->description(), storageFailed);
+        QCOMPARE(server().requestCount(tokenPath), 1);
+        QCOMPARE(server().requestCount(accountPath), 0);
+        QCOMPARE(secrets->written.size(), 1);
+        const LaunchTokens issued = LaunchTokens::decode(secrets->written.constFirst());
+        // The tokens and the code as they are, and the item in the base64 of QtKeychain.
+        QCOMPARE(filesHolding(m_home.path(),
+                              {issued.accessToken.toUtf8(), issued.refreshToken.toUtf8(),
+                               QUrlQuery(browser.handedOver).queryItemValue(u"code"_s).toUtf8(),
+                               secrets->written.constFirst().toBase64()}),
+                 QStringList());
     }
 
     void registrationKeepsTheUsersOtherHandlers_data() {
         QTest::addColumn<QString>("before");
         QTest::addColumn<QString>("after");
-        const QString ours = u"x-scheme-handler/vantor-launch=vantor-launcher.desktop"_s;
+        const QString ours = u"x-scheme-handler/vantor-launch=nz.co.halvex.VantorLaunch.desktop"_s;
         QTest::newRow("no file") << QString() << u"[Default Applications]\n"_s + ours + u'\n';
         QTest::newRow("other handlers")
             << u"[Added Associations]\ntext/html=web.desktop;\n[Default Applications]\n"
@@ -369,32 +437,34 @@ private Q_SLOTS:
         QVERIFY(QFileInfo::exists(config + u"/mimeapps.list"_s));
     }
 
-    void cancelledSignInSendsNothing() {
-        bool opened = false;
+    // A sign-in that ends without a callback sends nothing, keeps the stored session and leaves
+    // nobody listening for a late callback.
+    void signInWithoutACallbackChangesNothing_data() {
+        QTest::addColumn<bool>("browserOpens");
+        QTest::newRow("cancelled") << true;
+        QTest::newRow("no browser") << false;
+    }
+
+    void signInWithoutACallbackChangesNothing() {
+        QFETCH(bool, browserOpens);
+        holdSession(3600);
         const auto signIn = std::make_shared<LinuxBrowserSignIn>(
             LinuxBrowserSignIn::defaultSocketPath(),
-            [&opened](const QUrl&) { return opened = true; }, [](const QString&) {});
+            [browserOpens](const QUrl&) { return browserOpens; }, [](const QString&) {});
         auto provider = makeProvider(configuration(), signIn);
         TaskOutcome<WebsiteAccount> outcome;
         auto task = recordOutcome(provider->signIn(), outcome);
-        QVERIFY(QTest::qWaitFor([&] { return signIn->isWaiting(); }, 5000));
-        QVERIFY(opened);
-        signIn->cancel();
+        if (browserOpens) {
+            QVERIFY(QTest::qWaitFor([&] { return signIn->isWaiting(); }, 5000));
+            signIn->cancel();
+        }
         QVERIFY(finishes(task));
-        QVERIFY(outcome.error->isUrlError(LaunchError::cancelled));
+        QVERIFY(outcome.error->isUrlError(browserOpens ? LaunchError::cancelled
+                                                       : LaunchError::cannotLoadFromNetwork));
         QVERIFY(!signIn->isWaiting());
-        // Nobody listens any more: a late callback finds no sign-in.
         QVERIFY(!LinuxBrowserSignIn::handOver(QUrl(u"vantor-launch://auth?code=x"_s)));
-        QVERIFY(server().requests().isEmpty());
-    }
-
-    void browserThatCannotOpenFailsTheSignIn() {
-        const auto signIn = std::make_shared<LinuxBrowserSignIn>(
-            LinuxBrowserSignIn::defaultSocketPath(), [](const QUrl&) { return false; },
-            [](const QString&) {});
-        const auto outcome = outcomeOf(makeProvider(configuration(), signIn)->signIn());
-        QVERIFY(outcome.error->isUrlError(LaunchError::cannotLoadFromNetwork));
-        QVERIFY(!signIn->isWaiting());
+        QVERIFY(sent().isEmpty());
+        QCOMPARE(storedTokens(), std::optional(m_held));
     }
 };
 

@@ -4,6 +4,9 @@
 #include "account/LaunchTokenStore.h"
 #include "platform/linux/LinuxSecretStore.h"
 
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusObjectPath>
 #include <QProcess>
 #include <QTest>
 
@@ -62,6 +65,38 @@ private Q_SLOTS:
         QCOMPARE(itemsInKeyring(service), 0);
         QCOMPARE(await(store.load()), std::nullopt);
         await(store.remove());
+    }
+
+    // A locked keyring is storage that failed, never a session that ended: reading and saving
+    // fail with the storage text, and no token lands in a file instead. Last: it locks the keyring.
+    void lockedKeyringIsAStorageFailure() {
+        const QString storageFailed = u"Secure session storage is not configured in this build."_s;
+        LaunchTokenStore store(std::make_shared<LinuxSecretStore>());
+        const QDateTime expiry = QDateTime::fromString(u"2026-01-01T01:00:00Z"_s, Qt::ISODate);
+        const LaunchTokens held{u"access-held-0123456789"_s, u"refresh-held-0123456789"_s, expiry};
+        const LaunchTokens next{u"access-next-0123456789"_s, u"refresh-next-0123456789"_s, expiry};
+        await(store.save(held));
+
+        QDBusMessage lock = QDBusMessage::createMethodCall(
+            u"org.freedesktop.secrets"_s, u"/org/freedesktop/secrets"_s,
+            u"org.freedesktop.Secret.Service"_s, u"Lock"_s);
+        lock << QVariant::fromValue(QList<QDBusObjectPath>{
+            QDBusObjectPath(u"/org/freedesktop/secrets/collection/login"_s)});
+        const QDBusMessage locked = QDBusConnection::sessionBus().call(lock);
+        QVERIFY2(locked.type() == QDBusMessage::ReplyMessage, qPrintable(locked.errorMessage()));
+
+        const auto loaded = outcomeOf(store.load());
+        QVERIFY(loaded.error);
+        QCOMPARE(loaded.error->description(), storageFailed);
+        const auto saved = outcomeOf(store.save(next));
+        QVERIFY(saved.error);
+        QCOMPARE(saved.error->description(), storageFailed);
+        QVERIFY(outcomeOf(store.remove()).value); // silent, as ever
+
+        QCOMPARE(
+            filesHolding(m_root.path(), {held.accessToken.toUtf8(), held.refreshToken.toUtf8(),
+                                         next.accessToken.toUtf8(), next.refreshToken.toUtf8()}),
+            QStringList());
     }
 };
 

@@ -182,6 +182,12 @@ private Q_SLOTS:
             fixture.publishBundle(signedRelease(fixture));
             return fixture.release();
         }) << text(Error::invalidSignature) << 1;
+        QTest::newRow("signer for websites only")
+            << publishingRelease(UpdateFixture::releaseSpec(), &SigningFixture::notForCode)
+            << text(Error::invalidSignature) << 1;
+        QTest::newRow("signer without any usage")
+            << publishingRelease(UpdateFixture::releaseSpec(), &SigningFixture::noUsage)
+            << text(Error::invalidSignature) << 1;
         QTest::newRow("other team")
             << publishingRelease(UpdateFixture::releaseSpec(), &SigningFixture::developerB)
             << text(Error::signingIdentityMismatch) << 1;

@@ -1,16 +1,20 @@
 #include "BundleBuilder.h"
 #include "BundleProcesses.h"
+#include "PlayingBrowser.h"
 #include "PrivateKeyring.h"
 #include "SampleWebsite.h"
 #include "SigningFixture.h"
 #include "StoreDoubles.h"
+#include "ThrowawayHome.h"
 #include "ZipWriter.h"
 #include "account/LaunchTokenStore.h"
+#include "account/ProductionWebsiteAccountProvider.h"
 #include "platform/BundleMetadata.h"
+#include "platform/LauncherInstance.h"
+#include "platform/SecretStore.h"
 #include "store/LaunchStore.h"
 
 #include <QCryptographicHash>
-#include <QDesktopServices>
 #include <QDirIterator>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -71,31 +75,6 @@ QByteArray fileBytes(const QString& path) {
 
 Q_DECLARE_METATYPE(Fault)
 
-// The user's browser: loads the authorisation page and opens the website's redirect to the
-// launcher's scheme the way the desktop does, by starting a second launcher.
-class PlayingBrowser : public QObject {
-    Q_OBJECT
-
-public:
-    std::shared_ptr<QNetworkAccessManager> network;
-    std::unique_ptr<QProcess> launcher;
-
-public Q_SLOTS:
-    void open(const QUrl& page) {
-        QNetworkRequest request(page);
-        request.setAttribute(QNetworkRequest::RedirectPolicyAttribute,
-                             QNetworkRequest::ManualRedirectPolicy);
-        QNetworkReply* reply = network->get(request);
-        connect(reply, &QNetworkReply::finished, this, [this, reply] {
-            reply->deleteLater();
-            const QUrl callback = reply->header(QNetworkRequest::LocationHeader).toUrl();
-            launcher = std::make_unique<QProcess>();
-            launcher->start(QStringLiteral(LAUNCHER_EXECUTABLE),
-                            {QString::fromUtf8(callback.toEncoded())});
-        });
-    }
-};
-
 // The launcher as the user runs it: the production store and services against the sample website,
 // in a throwaway home with its own session bus and keyring, with a real signed Director bundle.
 class EndToEndTest : public QObject {
@@ -106,7 +85,8 @@ class EndToEndTest : public QObject {
     std::unique_ptr<HttpsTestServer> m_server;
     std::unique_ptr<SampleWebsite> m_website;
     std::unique_ptr<SigningFixture> m_signing;
-    PlayingBrowser m_browser;
+    std::unique_ptr<PlayingBrowser> m_browser;
+    std::unique_ptr<LauncherInstance> m_instance;
     LaunchConfiguration m_configuration;
     std::unique_ptr<LaunchStore> m_store;
 
@@ -168,8 +148,30 @@ class EndToEndTest : public QObject {
         return tokens;
     }
 
+    // The production services, with this build's launcher registered for the callback scheme:
+    // the test's own executable is not one.
+    LaunchCollaborators production() const {
+        LaunchCollaborators collaborators = LaunchCollaborators::production(m_configuration);
+        collaborators.browserSignIn = m_browser->signInWindow(QStringLiteral(LAUNCHER_EXECUTABLE));
+        collaborators.productionAccountProvider =
+            std::make_shared<ProductionWebsiteAccountProvider>(
+                m_configuration,
+                std::make_shared<LaunchTokenStore>(PlatformServices::makeSecretStore(),
+                                                   m_configuration.secretStoreService),
+                collaborators.browserSignIn, collaborators.network, collaborators.now);
+        return collaborators;
+    }
+
+    // Signs in through the browser and the desktop: the command lines that held the callback.
+    QStringList signIn(PlayingBrowser::Desktop desktop) {
+        m_browser->desktop = desktop;
+        if (!finished(m_store->signIn()) || m_store->syncState().kind != SyncKind::synced)
+            return {u"no sign-in"_s};
+        return m_browser->stopWatching();
+    }
+
     bool startStore() {
-        m_store = std::make_unique<LaunchStore>(LaunchCollaborators::production(m_configuration));
+        m_store = std::make_unique<LaunchStore>(production());
         m_store->setFollowsWorkspace(true);
         return finished(m_store->start());
     }
@@ -242,8 +244,11 @@ private Q_SLOTS:
         options.updatesFolder = path(u"updates"_s);
         options.approveAutomatically = true;
         m_website = std::make_unique<SampleWebsite>(*m_server, options);
-        m_browser.network = m_server->makeNetworkAccess();
-        QDesktopServices::setUrlHandler(u"https"_s, &m_browser, "open");
+        m_browser = std::make_unique<PlayingBrowser>(m_server->makeNetworkAccess());
+        // As the launcher does at start: the desktop finds it on the session bus.
+        m_instance = PlatformServices::makeLauncherInstance();
+        QVERIFY(m_instance->claim());
+        m_instance->publishToDesktop();
 
         // The development configuration file, as `--config` reads it.
         writeFile(path(u"website-ca.pem"_s), m_server->authority().certificatePem());
@@ -261,8 +266,6 @@ private Q_SLOTS:
             m_website->faults().clear();
         stopDirectors();
     }
-
-    void cleanupTestCase() { QDesktopServices::unsetUrlHandler(u"https"_s); }
 
     void wholeRun() {
         writeDirector(path(u"home/Applications"_s), u"2.4.1"_s, u"2410"_s);
@@ -289,14 +292,13 @@ private Q_SLOTS:
         QTRY_VERIFY_WITH_TIMEOUT(director().isRunning, 10000);
         QCOMPARE(leftovers(), QStringList());
 
-        // Sign-in: the browser hands the callback to a second launcher, which passes it on.
-        QVERIFY(finished(m_store->signIn()));
-        QCOMPARE(m_store->syncState().kind, SyncKind::synced);
+        // Sign-in: the desktop runs the entry's Exec line for the callback, whose program hands
+        // it to a second launcher on standard input, which passes it on and ends.
+        QCOMPARE(signIn(PlayingBrowser::Desktop::execLine), QStringList());
+        QVERIFY(m_browser->sawHandOver());
+        QTRY_COMPARE_WITH_TIMEOUT(m_browser->handlerExitCode, 0, 10000);
         QVERIFY(m_store->account());
         QCOMPARE(m_store->account()->id, u"cus_sample_0001"_s);
-        QVERIFY(m_browser.launcher);
-        QTRY_COMPARE_WITH_TIMEOUT(m_browser.launcher->state(), QProcess::NotRunning, 10000);
-        QCOMPARE(m_browser.launcher->exitCode(), 0);
         QVERIFY(QFile::exists(snapshotFile()));
 
         QVERIFY(finished(m_store->installPack(packID)));
@@ -307,7 +309,7 @@ private Q_SLOTS:
         QCOMPARE(installedPack.filter(u"catalog.json "_s).size(), 1);
 
         // A restart shows the saved account until the automatic sync has refreshed it.
-        m_store = std::make_unique<LaunchStore>(LaunchCollaborators::production(m_configuration));
+        m_store = std::make_unique<LaunchStore>(production());
         QList<SyncKind> states;
         connect(m_store.get(), &LaunchStore::syncStateChanged, this,
                 [&] { states.append(m_store->syncState().kind); });
@@ -329,12 +331,8 @@ private Q_SLOTS:
         QVERIFY(!QFile::exists(snapshotFile()));
         QCOMPARE(m_website->sessionCount(), 0);
         QCOMPARE(treeContents(contentStore()), installedPack);
-        QDirIterator files(m_root.path(), QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
-        while (files.hasNext()) {
-            const QByteArray content = fileBytes(files.next());
-            for (const QString& token : tokens)
-                QVERIFY2(!content.contains(token.toLatin1()), qPrintable(files.filePath()));
-        }
+        QCOMPARE(filesHolding(m_root.path(), {tokens[0].toLatin1(), tokens[1].toLatin1()}),
+                 QStringList());
     }
 
     void faultsChangeNothing_data() {
@@ -386,8 +384,11 @@ private Q_SLOTS:
         if (flow == u"update"_s)
             QVERIFY(startDirector());
         QVERIFY(startStore());
-        if (!m_store->account())
-            QVERIFY(finished(m_store->signIn()) && m_store->account());
+        if (!m_store->account()) {
+            // This time the desktop opens the entry over D-Bus: the running launcher answers.
+            QCOMPARE(signIn(PlayingBrowser::Desktop::dbusActivation), QStringList());
+            QCOMPARE(m_browser->openAnswered, std::optional(true));
+        }
         if (packState() != PackInstallation::installed)
             QVERIFY(finished(m_store->installPack(packID)));
         QCOMPARE(packState(), std::optional(PackInstallation::installed));

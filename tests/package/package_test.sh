@@ -21,7 +21,8 @@ deb=$(echo "$work"/out/vantor-launcher_*_*.deb)
 
 # Exactly these files: the views are compiled in, and nothing of the build or the tests comes along.
 expected=$(
-    printf '%s\n' ./usr/bin/vantor-launcher "./usr/share/applications/$id.desktop" \
+    printf '%s\n' ./usr/bin/vantor-launcher ./usr/bin/vantor-launch-handover \
+        "./usr/share/applications/$id.desktop" "./usr/share/dbus-1/services/$id.service" \
         "./usr/share/metainfo/$id.metainfo.xml" ./usr/share/man/man1/vantor-launcher.1.gz \
         "./usr/share/icons/hicolor/scalable/apps/$id.svg"
     for size in 16 22 24 32 48 64 128 256 512; do
@@ -48,7 +49,11 @@ root=$work/root
 dpkg-deb --extract "$deb" "$root"
 entry=$root/usr/share/applications/$id.desktop
 key() { sed -n "s/^$1=//p" "$entry"; }
-[ "$(key Exec)" = "vantor-launcher %u" ] || fail "Exec=$(key Exec)"
+[ "$(key Exec)" = "vantor-launch-handover %u" ] || fail "Exec=$(key Exec)"
+[ "$(key DBusActivatable)" = true ] || fail "DBusActivatable=$(key DBusActivatable)"
+grep -qx "Name=$id" "$root/usr/share/dbus-1/services/$id.service" || fail "the D-Bus service's name"
+grep -qx "Exec=/usr/bin/vantor-launcher" "$root/usr/share/dbus-1/services/$id.service" ||
+    fail "the D-Bus service starts $(grep Exec= "$root/usr/share/dbus-1/services/$id.service")"
 [ "$(key Icon)" = "$id" ] || fail "Icon=$(key Icon)"
 [ "$(key StartupWMClass)" = "$id" ] || fail "StartupWMClass=$(key StartupWMClass)"
 [[ "$(key MimeType)" == *"x-scheme-handler/vantor-launch;"* ]] || fail "MimeType=$(key MimeType)"

@@ -108,9 +108,6 @@ private Q_SLOTS:
     void onlyTrustedCodeSigningCertificatesCount() {
         QCOMPARE(trustingTestAuthority().signingIdentity(m_bundle.toLocalFile()), std::nullopt);
 
-        SigningFixture::sign(m_bundle, identifier, m_signing.notForCode);
-        QCOMPARE(trustingTestAuthority().signingIdentity(m_bundle.toLocalFile()), std::nullopt);
-
         const TestCertificateAuthority stranger(u"Unknown Root"_s);
         SigningFixture::sign(
             m_bundle, identifier,

@@ -1,5 +1,8 @@
 #include "StoreDoubles.h"
+#include "account/FileAccountSnapshotCache.h"
 
+#include <QDir>
+#include <QFileInfo>
 #include <QTest>
 #include <stdexcept>
 
@@ -22,18 +25,27 @@ class AccountFlowsTest : public QObject {
     std::unique_ptr<StoreFixture> m_fixture;
     std::unique_ptr<LaunchStore> m_store;
 
-    // A production store after start-up, signed in (with a saved snapshot) or not.
-    void startStore(bool signedIn) {
+    // A production store after start-up, signed in (with a saved snapshot) or not; the snapshot
+    // in memory or in a real file.
+    void startStore(bool signedIn, bool snapshotOnDisk = false) {
         m_fixture = std::make_unique<StoreFixture>();
+        auto collaborators = m_fixture->collaborators();
+        if (snapshotOnDisk)
+            collaborators.snapshotCache =
+                std::make_shared<FileAccountSnapshotCache>(snapshotFile());
         if (signedIn)
-            m_fixture->snapshotCache->stored =
-                LaunchAccountSnapshot{1, customer, m_fixture->clock.addDays(-1)};
+            collaborators.snapshotCache->save(
+                LaunchAccountSnapshot{1, customer, m_fixture->clock.addDays(-1)});
         m_fixture->answerStartUp({}, {makePack(u"p1"_s, u"First"_s)}, customer);
-        m_store = m_fixture->makeStore();
+        m_store = std::make_unique<LaunchStore>(collaborators);
         QVERIFY(finishes(m_store->start()));
         m_fixture->accountProvider->refreshCalls.holdCalls();
         m_fixture->accountProvider->signInCalls.holdCalls();
         m_fixture->accountProvider->signOutCalls.holdCalls();
+    }
+
+    QString snapshotFile() const {
+        return m_fixture->folder.filePath(u"website-account-snapshot.json"_s);
     }
 
     auto& provider() { return *m_fixture->accountProvider; }
@@ -169,15 +181,30 @@ private Q_SLOTS:
         QVERIFY(finishes(signIn));
     }
 
+    // Signing out and switching accounts go ahead only once the offline copy is gone. With the real
+    // file, so that a removal failing anywhere on the way counts: everything stays as it was, the
+    // website is not asked, and the message says that nothing was completed.
+    void keepsTheAccountWhenTheSnapshotCannotBeRemoved_data() {
+        QTest::addColumn<bool>("signingOut");
+        QTest::newRow("sign-out") << true;
+        QTest::newRow("sign-in to another account") << false;
+    }
+
     void keepsTheAccountWhenTheSnapshotCannotBeRemoved() {
-        startStore(true);
-        m_fixture->snapshotCache->failsToClear = true;
-        QVERIFY(finishes(m_store->signOut()));
-        QCOMPARE(m_store->account(), customer);
+        QFETCH(bool, signingOut);
+        startStore(true, true);
+        const AccountSyncState state = m_store->syncState();
+        // A folder in the file's place resists removal whatever the permissions.
+        QVERIFY(QFile::remove(snapshotFile()) && QDir().mkpath(snapshotFile() + u"/kept"_s));
+
+        QVERIFY(finishes(signingOut ? m_store->signOut() : m_store->signIn()));
         QCOMPARE(
             m_store->message(),
             u"Saved account data could not be removed. Sign-out or account switching was not completed. Please try again."_s);
-        QCOMPARE(provider().signOutCalls.callCount(), 0);
+        QCOMPARE(m_store->account(), customer);
+        QCOMPARE(m_store->syncState(), state);
+        QCOMPARE(provider().signInCalls.callCount() + provider().signOutCalls.callCount(), 0);
+        QVERIFY(QFileInfo::exists(snapshotFile() + u"/kept"_s));
     }
 
     void reportsASnapshotThatCannotBeSaved() {

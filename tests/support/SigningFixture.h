@@ -6,7 +6,7 @@
 #include <QUrl>
 
 // A throwaway developer programme: one authority, two teams with code-signing certificates, and
-// a certificate that may not sign code.
+// certificates that may not sign code.
 class SigningFixture {
 public:
     static inline const QString teamA = QStringLiteral("TEAMA11111");
@@ -19,6 +19,9 @@ public:
         {QStringLiteral("Developer ID Application: Other (B)"), teamB, {}, false, true});
     TestCertificateAuthority::Issued notForCode =
         authority.issue({QStringLiteral("Web server"), teamA, {}, true, false});
+    // No extended key usage at all, which some tools read as "good for anything".
+    TestCertificateAuthority::Issued noUsage =
+        authority.issue({QStringLiteral("Developer without usages"), teamA, {}, false, false});
 
     static void sign(const QUrl& bundle, const QString& identifier,
                      const TestCertificateAuthority::Issued& signer) {

@@ -1,9 +1,25 @@
 #pragma once
 
 #include <QDir>
+#include <QDirIterator>
 #include <QFile>
 #include <QList>
 #include <QTemporaryDir>
+
+// The files under folder whose bytes hold any of these secrets: none, wherever a test looks.
+inline QStringList filesHolding(const QString& folder, const QByteArrayList& secrets) {
+    QStringList holding;
+    QDirIterator files(folder, QDir::Files | QDir::Hidden | QDir::System,
+                       QDirIterator::Subdirectories);
+    while (files.hasNext()) {
+        QFile file(files.next());
+        const QByteArray bytes = file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+        for (const QByteArray& secret : secrets)
+            if (!secret.isEmpty() && bytes.contains(secret) && !holding.contains(file.fileName()))
+                holding.append(file.fileName());
+    }
+    return holding;
+}
 
 // A home of the test's own: HOME, the desktop's folders and TMPDIR point into it, owner-only as a
 // desktop session makes them, so that nothing reads or writes the real user's files. The

@@ -1,10 +1,36 @@
 #include "platform/linux/LinuxSecretStore.h"
 
 #include <QCoroSignal>
+#include <QDBusConnection>
+#include <QDBusMetaType>
+#include <QDBusObjectPath>
+#include <QDBusPendingCallWatcher>
+#include <QDBusPendingReply>
 #include <memory>
 #include <qt6keychain/keychain.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
+
+using Attributes = QMap<QString, QString>;
+
+// QtKeychain reads an item of a locked keyring as missing, which would tell the user that the
+// session ended when it is only out of reach. The Secret Service lists locked items, by the
+// attributes QtKeychain gives them, without unlocking anything.
+QCoro::Task<bool> isLockedAway(QString service, QString account) {
+    qDBusRegisterMetaType<Attributes>();
+    QDBusMessage search =
+        QDBusMessage::createMethodCall(u"org.freedesktop.secrets"_s, u"/org/freedesktop/secrets"_s,
+                                       u"org.freedesktop.Secret.Service"_s, u"SearchItems"_s);
+    search << QVariant::fromValue(Attributes{{u"server"_s, service}, {u"user"_s, account}});
+    const QDBusPendingCall call = QDBusConnection::sessionBus().asyncCall(search, 10'000);
+    QDBusPendingCallWatcher watcher(call);
+    co_await qCoro(&watcher, &QDBusPendingCallWatcher::finished);
+    // No Secret Service on the bus: QtKeychain answered from another backend, whose word stands.
+    const QDBusPendingReply<QList<QDBusObjectPath>, QList<QDBusObjectPath>> reply = call;
+    co_return reply.isValid() && !reply.argumentAt<1>().isEmpty();
+}
 
 // Runs one job to its end. The job is ours to delete, so that its result can still be read when
 // the coroutine resumes after the finished signal.
@@ -44,6 +70,8 @@ QCoro::Task<SecretStore::ReadResult> LinuxSecretStore::read(QString service, QSt
     ReadResult result{statusOf(error), {}};
     if (result.status == Status::success)
         result.secret = job->binaryData();
+    if (result.status == Status::itemNotFound && co_await isLockedAway(service, account))
+        result.status = Status::failure;
     co_return result;
 }
 

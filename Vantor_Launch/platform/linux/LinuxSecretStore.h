@@ -3,7 +3,8 @@
 #include "platform/SecretStore.h"
 
 // The desktop's Secret Service (GNOME Keyring, KWallet) through QtKeychain. The plaintext fallback
-// of QtKeychain stays off: without a secret service every call fails.
+// of QtKeychain stays off: without a secret service every call fails, and nothing is written to a
+// file. An item in a locked keyring is a failure to read, not a missing item.
 class LinuxSecretStore : public SecretStore {
 public:
     QCoro::Task<ReadResult> read(QString service, QString account) override;

@@ -1,8 +1,14 @@
 #include "platform/linux/LocalSocketLauncherInstance.h"
 
+#include "platform/linux/FreedesktopApplication.h"
+#include "platform/linux/LinuxBrowserSignIn.h"
+#include "platform/linux/SchemeHandlerRegistration.h"
+
 #include <QCryptographicHash>
+#include <QDBusConnection>
 #include <QLocalSocket>
 #include <QStandardPaths>
+#include <QThreadPool>
 
 using namespace Qt::StringLiterals;
 
@@ -48,6 +54,28 @@ bool LocalSocketLauncherInstance::claim() {
     });
     m_server = std::move(server);
     return true;
+}
+
+void LocalSocketLauncherInstance::publishToDesktop() {
+    if (!m_server || m_application)
+        return;
+    auto application = std::make_unique<FreedesktopApplication>();
+    connect(application.get(), &FreedesktopApplication::activated, this,
+            &LauncherInstance::activationRequested);
+    connect(application.get(), &FreedesktopApplication::opened, this,
+            [this](const QList<QUrl>& addresses) {
+                // The sign-in that waits may be this launcher's or that of a launcher with a home
+                // of its own; the sign-in socket reaches either, and checks what it is given. The
+                // hand-over waits for the answer, so it runs off this thread.
+                for (const QUrl& address : addresses)
+                    QThreadPool::globalInstance()->start(
+                        [address] { LinuxBrowserSignIn::handOver(address); });
+                Q_EMIT activationRequested();
+            });
+    QDBusConnection bus = QDBusConnection::sessionBus();
+    // Without a bus, or with another launcher on it, the desktop still has the entry's Exec line.
+    if (application->publish(bus, SchemeHandlerRegistration::applicationID))
+        m_application = std::move(application);
 }
 
 namespace PlatformServices {

@@ -95,18 +95,28 @@ void registerForUser(const QString& scheme, const QString& executable, const QSt
     if (data.isEmpty() || config.isEmpty() || executable.isEmpty())
         return;
 
+    const QString handOver = QFileInfo(executable).absolutePath() + u'/' + handOverProgramName;
     const QString entry = u"[Desktop Entry]\n"
                           u"Type=Application\n"
                           u"Name=Vantor Launcher\n"
                           u"Comment=Companion for Vantor Director and Vantor Creator\n"
                           u"Exec="_s +
-                          execProgram(executable) +
+                          execProgram(handOver) +
                           u" %u\n"
+                          u"DBusActivatable=true\n"
                           u"Terminal=false\n"
                           u"NoDisplay=true\n"
                           u"MimeType=x-scheme-handler/"_s +
                           scheme + u";\n"_s;
     writeIfChanged(data + u"/applications/"_s + desktopEntryName, entry);
+    // The entry of earlier versions ran the launcher itself with the address.
+    QFile::remove(data + u"/applications/vantor-launcher.desktop"_s);
+
+    // Only a launcher that runs can have a sign-in waiting; this starts one for an activation
+    // that finds none, so that the desktop's call is answered. The bus reads the same quoting.
+    const QString service = u"[D-BUS Service]\nName="_s + applicationID + u"\nExec="_s +
+                            execProgram(executable) + u'\n';
+    writeIfChanged(data + u"/dbus-1/services/"_s + applicationID + u".service"_s, service);
 
     const QString mimeappsPath = config + u"/mimeapps.list"_s;
     writeIfChanged(mimeappsPath, withDefaultHandler(readText(mimeappsPath), scheme));
