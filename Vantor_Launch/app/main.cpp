@@ -7,6 +7,7 @@
 #include "foundation/BuildSettings.h"
 #include "foundation/LaunchError.h"
 #include "foundation/StrictJson.h"
+#include "foundation/WorkFolder.h"
 #include "platform/BrowserSignIn.h"
 #include "platform/BundleReplacement.h"
 #include "platform/LauncherInstance.h"
@@ -142,8 +143,10 @@ int main(int argc, char* argv[]) {
 
     // What a killed earlier run left in the content store goes now, off the main thread; an
     // update's leftovers go when the next update starts.
-    QThreadPool::globalInstance()->start(
-        [] { ContentStore::removeLeftovers(ContentStore::locate().folder); });
+    QThreadPool::globalInstance()->start([] {
+        ContentStore::removeLeftovers(ContentStore::locate().folder);
+        WorkFolder::removeEarlierTemporaryItems(QDir::tempPath());
+    });
 
     // The store asks where an application is through the main window's folder panel.
     const auto locationChooser = std::make_shared<PanelLocationChooser>();

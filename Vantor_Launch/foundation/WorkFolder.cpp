@@ -120,6 +120,22 @@ int WorkFolder::removeLeftovers(const QString& parent) {
     return removed;
 }
 
+int WorkFolder::removeEarlierTemporaryItems(const QString& temporaryFolder) {
+    static const QRegularExpression earlier(
+        u"^vantor-launch-(?:pack|download|update)-[0-9A-F]{8}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{4}-"
+        u"[0-9A-F]{12}(?:\\.zip)?$"_s);
+    const QDir folder(temporaryFolder);
+    int removed = 0;
+    for (const QFileInfo& item :
+         folder.entryInfoList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot)) {
+        if (!earlier.match(item.fileName()).hasMatch() || item.ownerId() != ::geteuid())
+            continue;
+        removeItem(item.filePath());
+        ++removed;
+    }
+    return removed;
+}
+
 WorkFolder::WorkFolder(QString path, int lockDescriptor)
     : m_path(std::move(path))
     , m_lock(lockDescriptor) {}

@@ -19,6 +19,11 @@ public:
     // Returns how many it removed; errors are ignored, the next run tries again.
     static int removeLeftovers(const QString& parent);
 
+    // Earlier launchers staged in the system's temporary folder under names without a lock
+    // ("vantor-launch-pack-<UUID>", "vantor-launch-download-<UUID>.zip",
+    // "vantor-launch-update-<UUID>"); no launcher works there any more, so this user's are removed.
+    static int removeEarlierTemporaryItems(const QString& temporaryFolder);
+
     WorkFolder() = default;
     WorkFolder(WorkFolder&& other) noexcept;
     WorkFolder& operator=(WorkFolder&& other) noexcept;

@@ -255,6 +255,18 @@ private Q_SLOTS:
         QCOMPARE(fixture.leftovers(),
                  QStringList({QFileInfo(held.path()).fileName(),
                               QFileInfo(held.path()).fileName() + u".lock"_s}));
+
+        // What earlier launchers left in the temporary folder goes; look-alikes stay.
+        const QDir temporary(fixture.root.filePath(u"tmp"_s));
+        const QString uuid = u"0B7C2F7E-3C1D-4E55-8A8A-6F1E2D3C4B5A"_s;
+        QVERIFY(QDir().mkpath(temporary.filePath(u"vantor-launch-update-"_s + uuid + u"/x"_s)));
+        QVERIFY(QDir().mkpath(temporary.filePath(u"vantor-launch-pack-"_s + uuid)));
+        for (const QString& name : QStringList{u"vantor-launch-download-"_s + uuid + u".zip"_s,
+                                               u"vantor-launch-download-notes.zip"_s, u"other"_s})
+            writeFile(temporary.filePath(name), "x");
+        QCOMPARE(WorkFolder::removeEarlierTemporaryItems(temporary.path()), 3);
+        QCOMPARE(temporary.entryList(QDir::AllEntries | QDir::NoDotAndDotDot),
+                 QStringList({u"other"_s, u"vantor-launch-download-notes.zip"_s}));
     }
 
     void refusesWhileACopyRuns() {
