@@ -8,7 +8,6 @@ import Vantor.Launch
 RowLayout {
     id: root
 
-    required property var store
     required property var app
     required property string tagline
 
@@ -67,8 +66,8 @@ RowLayout {
         LaunchButton {
             objectName: "detailOpenButton"
             highlighted: true
-            text: root.app && root.app.name === root.store.creatorName ? "Open in VD" : "Open"
-            onClicked: root.store.openApplication(root.app.id)
+            text: root.app && root.app.name === Store.creatorName ? "Open in VD" : "Open"
+            onClicked: Store.openApplication(root.app.id)
         }
 
         LaunchButton {

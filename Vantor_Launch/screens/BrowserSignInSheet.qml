@@ -10,7 +10,6 @@ import Vantor.Launch
 Dialog {
     id: root
 
-    required property var store
 
     objectName: "browserSignInSheet"
     parent: T.Overlay.overlay
@@ -64,18 +63,18 @@ Dialog {
 
     // Opened and closed imperatively: a binding would be broken by the first close.
     function follow() {
-        root.visible = root.store.isWaitingForBrowser
+        root.visible = Store.isWaitingForBrowser
     }
 
     Component.onCompleted: root.follow()
 
     property Connections waitingChanges: Connections {
-        target: root.store
+        target: Store
 
         function onIsWaitingForBrowserChanged() {
             root.follow()
         }
     }
 
-    onClosed: root.store.cancelSignIn()
+    onClosed: Store.cancelSignIn()
 }

@@ -9,7 +9,6 @@ import Vantor.Launch
 ScrollView {
     id: root
 
-    required property var store
     required property var launcher
 
     objectName: "helpView"
@@ -30,7 +29,7 @@ ScrollView {
             Layout.fillWidth: true
             title: "Help"
             subtitle: "Support, privacy and integration status."
-            demoEnabled: root.store.demoEnabled
+            demoEnabled: Store.demoEnabled
         }
 
         LaunchCard {
@@ -107,9 +106,9 @@ ScrollView {
 
                 LinkButton {
                     objectName: "supportLink"
-                    visible: root.store.supportURL.toString() !== ""
+                    visible: Store.supportURL.toString() !== ""
                     text: "Open Vantor Director support"
-                    onClicked: Qt.openUrlExternally(root.store.supportURL)
+                    onClicked: Qt.openUrlExternally(Store.supportURL)
                 }
             }
         }
@@ -129,7 +128,7 @@ ScrollView {
             StatusLabel {
                 objectName: "integrationsConfigured"
                 Layout.fillWidth: true
-                visible: root.store.missingIntegrations.length === 0
+                visible: Store.missingIntegrations.length === 0
                 text: "Account sign-in, release checking, updater handoff and account-management links are configured."
                 symbol: "checkmark.seal.fill"
                 color: LaunchPalette.green
@@ -139,7 +138,7 @@ ScrollView {
             Label {
                 objectName: "integrationsMissing"
                 Layout.fillWidth: true
-                visible: root.store.missingIntegrations.length > 0
+                visible: Store.missingIntegrations.length > 0
                 text: "These operations remain unavailable until their production contracts are supplied:"
                 color: LaunchPalette.gold
                 font.pixelSize: 13
@@ -147,7 +146,7 @@ ScrollView {
             }
 
             Repeater {
-                model: root.store.missingIntegrations
+                model: Store.missingIntegrations
 
                 StatusLabel {
                     required property string modelData

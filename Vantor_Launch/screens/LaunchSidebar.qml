@@ -9,7 +9,6 @@ import Vantor.Launch
 Rectangle {
     id: root
 
-    required property var store
 
     color: LaunchPalette.midnight
 
@@ -57,8 +56,8 @@ Rectangle {
                         Layout.leftMargin: 10
                         Layout.rightMargin: 10
                         section: modelData
-                        selected: root.store.selection === modelData.section
-                        onActivated: root.store.selection = modelData.section
+                        selected: Store.selection === modelData.section
+                        onActivated: Store.selection = modelData.section
                     }
                 }
 
@@ -74,15 +73,12 @@ Rectangle {
                 }
 
                 Repeater {
-                    model: root.store.apps
+                    model: Store.apps
 
                     SidebarApplicationRow {
-                        required property var modelData
-
                         Layout.fillWidth: true
                         Layout.leftMargin: 20
                         Layout.rightMargin: 14
-                        app: modelData
                     }
                 }
 
@@ -101,7 +97,6 @@ Rectangle {
         SidebarAccountView {
             Layout.fillWidth: true
             Layout.margins: 16
-            store: root.store
         }
     }
 }

@@ -8,13 +8,12 @@ import Vantor.Launch
 Platform.SystemTrayIcon {
     id: root
 
-    required property var store
     required property var launcher
 
     signal showLauncherRequested(int section)
 
     property MenuBarPanelModel panel: MenuBarPanelModel {
-        store: root.store
+        store: Store
     }
 
     icon.source: root.panel.iconSource
@@ -62,7 +61,7 @@ Platform.SystemTrayIcon {
             text: "Check for Updates"
             onTriggered: {
                 root.launcher.checkForLauncherUpdates()
-                root.store.requestRefreshApplications()
+                Store.requestRefreshApplications()
             }
         }
         Platform.MenuSeparator {}

@@ -8,7 +8,6 @@ import Vantor.Launch
 MenuBar {
     id: root
 
-    required property var store
     required property var launcher
 
     signal settingsRequested
@@ -18,7 +17,7 @@ MenuBar {
 
         Action {
             text: "About Vantor Launcher"
-            onTriggered: root.store.selection = Sections.help
+            onTriggered: Store.selection = Sections.help
         }
         MenuSeparator {}
         Action {
@@ -54,7 +53,7 @@ MenuBar {
                 objectName: "navigate-" + modelData.title
                 text: modelData.title
                 shortcut: modelData.shortcut
-                onTriggered: root.store.selection = modelData.section
+                onTriggered: Store.selection = modelData.section
             }
             onObjectAdded: (index, action) => navigateMenu.insertAction(index, action)
             onObjectRemoved: (index, action) => navigateMenu.removeAction(action)

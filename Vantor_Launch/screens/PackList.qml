@@ -8,7 +8,6 @@ import Vantor.Launch
 ColumnLayout {
     id: root
 
-    required property var store
 
     function focusSearch() {
         search.forceActiveFocus()
@@ -24,9 +23,9 @@ ColumnLayout {
         objectName: "packSearch"
         Layout.fillWidth: true
         placeholderText: "Search packs"
-        text: root.store.searchText
+        text: Store.searchText
         Accessible.name: "Search Content Packs"
-        onTextEdited: root.store.searchText = search.text
+        onTextEdited: Store.searchText = search.text
         Keys.onDownPressed: list.forceActiveFocus()
     }
 
@@ -42,8 +41,8 @@ ColumnLayout {
             Layout.maximumWidth: 180
             title: "Filter"
             options: PackPresentation.filters
-            value: root.store.packFilter
-            onChosen: value => root.store.packFilter = value
+            value: Store.packFilter
+            onChosen: value => Store.packFilter = value
         }
 
         Item {
@@ -54,8 +53,8 @@ ColumnLayout {
             objectName: "refreshPacksButton"
             symbol: "arrow.clockwise"
             text: "Refresh Packs"
-            enabled: !root.store.isRefreshingContentPacks
-            onClicked: root.store.requestRefreshContentPacks()
+            enabled: !Store.isRefreshingContentPacks
+            onClicked: Store.requestRefreshContentPacks()
         }
     }
 
@@ -76,7 +75,7 @@ ColumnLayout {
             SectionCaption {
                 Layout.leftMargin: 10
                 Layout.topMargin: 6
-                text: "CATALOGUE"
+                text: qsTr("Catalogue")
                 Accessible.name: "Catalogue"
             }
 
@@ -88,46 +87,40 @@ ColumnLayout {
                 Layout.fillHeight: true
                 clip: true
                 spacing: 2
-                model: root.store.filteredPacks
+                model: Store.filteredPacks
                 activeFocusOnTab: true
                 boundsBehavior: Flickable.StopAtBounds
-                currentIndex: {
-                    const packs = root.store.filteredPacks
-                    for (let i = 0; i < packs.length; ++i) {
-                        if (packs[i].id === root.store.selectedPackID)
-                            return i
-                    }
-                    return -1
-                }
+                currentIndex: Store.filteredPacks.selectedRow
                 Accessible.role: Accessible.List
                 Accessible.name: "Catalogue"
                 ScrollBar.vertical: ScrollBar {}
 
-                Keys.onUpPressed: root.store.selectedPackID = PackPresentation.adjacentPackID(
-                                      root.store.filteredPacks, root.store.selectedPackID, -1)
-                Keys.onDownPressed: root.store.selectedPackID = PackPresentation.adjacentPackID(
-                                        root.store.filteredPacks, root.store.selectedPackID, 1)
+                Keys.onUpPressed: Store.selectedPackID = PackPresentation.adjacentPackID(
+                                      Store.filteredPacks, Store.selectedPackID, -1)
+                Keys.onDownPressed: Store.selectedPackID = PackPresentation.adjacentPackID(
+                                        Store.filteredPacks, Store.selectedPackID, 1)
 
                 Label {
                     objectName: "noMatchingPacks"
                     anchors.horizontalCenter: parent.horizontalCenter
                     y: 24
                     visible: list.count === 0
-                    text: root.store.searchText.length > 0 ? "No packs match this search."
+                    text: Store.searchText.length > 0 ? "No packs match this search."
                                                            : "No installed packs yet."
                     font.pixelSize: 13
                     color: LaunchPalette.slate
                 }
 
                 delegate: PackListRow {
-                    required property var modelData
+                    id: packRow
+
+                    required property int index
 
                     width: list.width
-                    pack: modelData
-                    selected: modelData.id === root.store.selectedPackID
+                    selected: packRow.index === list.currentIndex
                     focused: list.activeFocus
                     onClicked: {
-                        root.store.selectedPackID = modelData.id
+                        Store.selectedPackID = packRow.pack.id
                         list.forceActiveFocus()
                     }
                 }

@@ -10,7 +10,6 @@ import Vantor.Launch
 Dialog {
     id: root
 
-    required property var store
 
     objectName: "runningUpdateAlert"
     parent: T.Overlay.overlay
@@ -71,20 +70,20 @@ Dialog {
 
     // Opened and closed imperatively: a binding would be broken by the first close.
     function follow() {
-        root.visible = root.store.runningUpdatePromptAppID !== ""
+        root.visible = Store.runningUpdatePromptAppID !== ""
     }
 
     Component.onCompleted: root.follow()
 
     property Connections promptChanges: Connections {
-        target: root.store
+        target: Store
 
         function onRunningUpdatePromptAppIDChanged() {
             root.follow()
         }
     }
 
-    onAccepted: root.store.confirmRunningUpdatePrompt()
-    onRejected: root.store.dismissRunningUpdate()
-    onClosed: root.store.dismissRunningUpdate()
+    onAccepted: Store.confirmRunningUpdatePrompt()
+    onRejected: Store.dismissRunningUpdate()
+    onClosed: Store.dismissRunningUpdate()
 }

@@ -8,7 +8,6 @@ import Vantor.Launch
 ColumnLayout {
     id: root
 
-    required property var store
     required property var launcher
 
     spacing: 20
@@ -35,9 +34,9 @@ ColumnLayout {
 
             LaunchSwitch {
                 objectName: "betaSwitch"
-                checked: root.store.includesBetaReleases
+                checked: Store.includesBetaReleases
                 Accessible.name: "Include beta releases"
-                onToggled: root.store.includesBetaReleases = checked
+                onToggled: Store.includesBetaReleases = checked
             }
         }
 

@@ -7,7 +7,6 @@ import Vantor.Launch
 DarkWindow {
     id: window
 
-    required property var store
     required property var launcher
 
     objectName: "launcher-settings"
@@ -24,7 +23,6 @@ DarkWindow {
 
         anchors.fill: parent
         anchors.margins: 24
-        store: window.store
         launcher: window.launcher
     }
 }

@@ -9,14 +9,13 @@ import Vantor.Launch
 ColumnLayout {
     id: root
 
-    required property var store
 
     spacing: 10
 
     ColumnLayout {
         objectName: "signedOutAccount"
         Layout.fillWidth: true
-        visible: root.store.account === undefined
+        visible: Store.account === undefined
         spacing: 8
 
         StatusLabel {
@@ -40,21 +39,21 @@ ColumnLayout {
             objectName: "signInButton"
             text: "Sign in"
             highlighted: true
-            enabled: root.store.signInConfigured
-            onClicked: root.store.requestSignIn()
+            enabled: Store.signInConfigured
+            onClicked: Store.requestSignIn()
         }
     }
 
     ColumnLayout {
         objectName: "signedInAccount"
         Layout.fillWidth: true
-        visible: root.store.account !== undefined
+        visible: Store.account !== undefined
         spacing: 8
 
         StatusLabel {
             objectName: "accountName"
             Layout.fillWidth: true
-            text: root.store.account === undefined ? "" : root.store.account.displayName
+            text: Store.account === undefined ? "" : Store.account.displayName
             symbol: "person.crop.circle.fill"
             color: LaunchPalette.paper
             font.pixelSize: 13
@@ -66,7 +65,7 @@ ColumnLayout {
             id: status
 
             Layout.fillWidth: true
-            syncState: root.store.syncState
+            syncState: Store.syncState
         }
 
         RowLayout {
@@ -77,14 +76,14 @@ ColumnLayout {
                 text: "Sync"
                 small: true
                 enabled: !status.syncing
-                onClicked: root.store.requestRefreshAccount()
+                onClicked: Store.requestRefreshAccount()
             }
 
             LaunchButton {
                 objectName: "signOutButton"
                 text: "Sign out"
                 small: true
-                onClicked: root.store.requestSignOut()
+                onClicked: Store.requestSignOut()
             }
         }
     }
