@@ -13,6 +13,8 @@ ColumnLayout {
     property int selection: 0
 
     spacing: 12
+    // Another application's pictures start at their first.
+    onScreenshotNamesChanged: root.selection = 0
 
     AppScreenshotImage {
         objectName: "selectedScreenshot"

@@ -81,6 +81,7 @@ SplitView {
         BrowserSignInSheet {}
 
         ApplicationLocationPanel {
+            anchors.fill: parent
             chooser: root.launcher.locationChooser
         }
     }
