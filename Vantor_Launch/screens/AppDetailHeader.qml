@@ -22,7 +22,7 @@ RowLayout {
         color: Qt.rgba(LaunchPalette.midnight.r, LaunchPalette.midnight.g,
                        LaunchPalette.midnight.b, 0.76)
         Accessible.role: Accessible.Graphic
-        Accessible.name: root.app ? root.app.name + " logo" : ""
+        Accessible.name: root.app ? qsTr("%1 logo").arg(root.app.name) : ""
 
         SymbolIcon {
             anchors.centerIn: parent
@@ -66,13 +66,13 @@ RowLayout {
         LaunchButton {
             objectName: "detailOpenButton"
             highlighted: true
-            text: root.app && root.app.name === Store.creatorName ? "Open in VD" : "Open"
+            text: root.app && root.app.name === Store.creatorName ? qsTr("Open in VD") : qsTr("Open")
             onClicked: Store.openApplication(root.app.id)
         }
 
         LaunchButton {
             objectName: "detailCloseButton"
-            text: "Close"
+            text: qsTr("Close")
             onClicked: root.dismiss()
         }
     }

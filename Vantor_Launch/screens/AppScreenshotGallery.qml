@@ -48,7 +48,7 @@ ColumnLayout {
             padding: 3
             hoverEnabled: true
             Accessible.role: Accessible.Button
-            Accessible.name: "Show screenshot " + (thumbnail.index + 1)
+            Accessible.name: qsTr("Show screenshot %1").arg(thumbnail.index + 1)
             Accessible.selectable: true
             Accessible.selected: thumbnail.selected
             onClicked: root.selection = thumbnail.index

@@ -39,7 +39,7 @@ Rectangle {
             Layout.preferredHeight: 96
             hoverEnabled: true
             Accessible.role: Accessible.Button
-            Accessible.name: "Show details for " + root.app.name
+            Accessible.name: qsTr("Show details for %1").arg(root.app.name)
             onClicked: root.showDetails()
 
             background: Rectangle {
@@ -129,7 +129,7 @@ Rectangle {
                 Layout.fillWidth: true
                 visible: root.row.showsLocate
                 highlighted: true
-                text: "Locate app…"
+                text: qsTr("Locate app…")
                 onClicked: Store.requestChooseApplicationLocation(root.app.id)
             }
 
@@ -155,7 +155,7 @@ Rectangle {
                 Layout.alignment: Qt.AlignHCenter
                 visible: root.row.showsReveal
                 small: true
-                text: "Reveal in Finder"
+                text: qsTr("Reveal in Finder")
                 onClicked: Store.revealApplication(root.app.id)
             }
         }

@@ -17,7 +17,7 @@ Dialog {
     width: 420
     modal: true
     closePolicy: Popup.CloseOnEscape
-    title: "Continue in your browser"
+    title: qsTr("Continue in your browser")
     padding: 20
 
     T.Overlay.modal: Rectangle {
@@ -42,7 +42,7 @@ Dialog {
 
     Label {
         width: parent.width
-        text: "Sign in to your Vantor account on the page that opened in your browser. Vantor Launcher continues as soon as the website sends you back."
+        text: qsTr("Sign in to your Vantor account on the page that opened in your browser. Vantor Launcher continues as soon as the website sends you back.")
         wrapMode: Text.WordWrap
         color: LaunchPalette.paper
         lineHeight: 1.15
@@ -56,7 +56,7 @@ Dialog {
 
         LaunchButton {
             objectName: "cancelSignInButton"
-            text: "Cancel"
+            text: qsTr("Cancel")
             DialogButtonBox.buttonRole: DialogButtonBox.RejectRole
         }
     }

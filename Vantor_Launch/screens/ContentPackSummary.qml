@@ -21,7 +21,7 @@ ColumnLayout {
 
         Label {
             Layout.fillWidth: true
-            text: "Content Packs"
+            text: qsTr("Content Packs")
             font.pixelSize: 20
             font.bold: true
             color: LaunchPalette.paper
@@ -30,7 +30,7 @@ ColumnLayout {
 
         TextButton {
             objectName: "viewAllPacksButton"
-            text: "View all packs"
+            text: qsTr("View all packs")
             onClicked: Store.selection = Sections.packs
         }
     }

@@ -25,8 +25,8 @@ Item {
 
         ScreenHeader {
             Layout.fillWidth: true
-            title: "Content Packs"
-            subtitle: "Build your creative library."
+            title: qsTr("Content Packs")
+            subtitle: qsTr("Build your creative library.")
             demoEnabled: Store.demoEnabled
         }
 
@@ -62,9 +62,9 @@ Item {
                 anchors.centerIn: parent
                 anchors.verticalCenterOffset: -40
                 width: Math.min(parent.width, 460)
-                title: "Catalogue unavailable"
+                title: qsTr("Catalogue unavailable")
                 symbol: "shippingbox"
-                description: "No verified Content Pack catalogue endpoint is configured, so there are no packs to show."
+                description: qsTr("No verified Content Pack catalogue endpoint is configured, so there are no packs to show.")
             }
         }
     }

@@ -27,8 +27,8 @@ ScrollView {
 
         ScreenHeader {
             Layout.fillWidth: true
-            title: "Help"
-            subtitle: "Support, privacy and integration status."
+            title: qsTr("Help")
+            subtitle: qsTr("Support, privacy and integration status.")
             demoEnabled: Store.demoEnabled
         }
 
@@ -37,7 +37,7 @@ ScrollView {
             Layout.fillWidth: true
 
             Label {
-                text: "Vantor Launcher"
+                text: qsTr("Vantor Launcher")
                 font.pixelSize: 20
                 font.bold: true
                 color: LaunchPalette.paper
@@ -47,20 +47,20 @@ ScrollView {
             LabeledValue {
                 objectName: "versionValue"
                 Layout.fillWidth: true
-                label: "Version"
+                label: qsTr("Version")
                 value: LauncherInfo.version
             }
 
             LabeledValue {
                 objectName: "buildValue"
                 Layout.fillWidth: true
-                label: "Build"
+                label: qsTr("Build")
                 value: LauncherInfo.build
             }
 
             Label {
                 Layout.fillWidth: true
-                text: "Launcher is an optional companion. Vantor Director and Vantor Creator remain independently usable."
+                text: qsTr("Launcher is an optional companion. Vantor Director and Vantor Creator remain independently usable.")
                 color: LaunchPalette.slate
                 font.pixelSize: 13
                 wrapMode: Text.WordWrap
@@ -70,7 +70,7 @@ ScrollView {
                 objectName: "launcherCriticalUpdate"
                 Layout.fillWidth: true
                 visible: root.launcher.updater.updateAvailable && root.launcher.updater.criticalUpdate
-                text: "Critical update"
+                text: qsTr("Critical update")
                 symbol: "exclamationmark.triangle.fill"
                 color: LaunchPalette.gold
                 font.pixelSize: 13
@@ -93,21 +93,21 @@ ScrollView {
                     objectName: "downloadLauncherButton"
                     visible: root.launcher.updater.updateAvailable && root.launcher.updater.downloadURL.toString() !== ""
                     highlighted: true
-                    text: "Download Vantor Launcher " + root.launcher.updater.availableVersion
+                    text: qsTr("Download Vantor Launcher %1").arg(root.launcher.updater.availableVersion)
                     onClicked: Qt.openUrlExternally(root.launcher.updater.downloadURL)
                 }
 
                 LinkButton {
                     objectName: "launcherReleasePageLink"
                     visible: root.launcher.updater.updateAvailable && root.launcher.updater.releasePageURL.toString() !== ""
-                    text: "About Vantor Launcher " + root.launcher.updater.availableVersion
+                    text: qsTr("About Vantor Launcher %1").arg(root.launcher.updater.availableVersion)
                     onClicked: Qt.openUrlExternally(root.launcher.updater.releasePageURL)
                 }
 
                 LinkButton {
                     objectName: "supportLink"
                     visible: Store.supportURL.toString() !== ""
-                    text: "Open Vantor Director support"
+                    text: qsTr("Open Vantor Director support")
                     onClicked: Qt.openUrlExternally(Store.supportURL)
                 }
             }
@@ -118,7 +118,7 @@ ScrollView {
             Layout.fillWidth: true
 
             Label {
-                text: "Production integration status"
+                text: qsTr("Production integration status")
                 font.pixelSize: 20
                 font.bold: true
                 color: LaunchPalette.paper
@@ -129,7 +129,7 @@ ScrollView {
                 objectName: "integrationsConfigured"
                 Layout.fillWidth: true
                 visible: Store.missingIntegrations.length === 0
-                text: "Account sign-in, release checking, updater handoff and account-management links are configured."
+                text: qsTr("Account sign-in, release checking, updater handoff and account-management links are configured.")
                 symbol: "checkmark.seal.fill"
                 color: LaunchPalette.green
                 font.pixelSize: 13
@@ -139,7 +139,7 @@ ScrollView {
                 objectName: "integrationsMissing"
                 Layout.fillWidth: true
                 visible: Store.missingIntegrations.length > 0
-                text: "These operations remain unavailable until their production contracts are supplied:"
+                text: qsTr("These operations remain unavailable until their production contracts are supplied:")
                 color: LaunchPalette.gold
                 font.pixelSize: 13
                 wrapMode: Text.WordWrap
@@ -167,7 +167,7 @@ ScrollView {
             Layout.fillWidth: true
 
             Label {
-                text: "Privacy"
+                text: qsTr("Privacy")
                 font.pixelSize: 20
                 font.bold: true
                 color: LaunchPalette.paper
@@ -176,7 +176,7 @@ ScrollView {
 
             Label {
                 Layout.fillWidth: true
-                text: "No telemetry is included. Account access and refresh tokens are stored in Keychain and are removed when Launcher signs out."
+                text: qsTr("No telemetry is included. Account access and refresh tokens are stored in Keychain and are removed when Launcher signs out.")
                 color: LaunchPalette.paper
                 font.pixelSize: 13
                 wrapMode: Text.WordWrap
@@ -184,7 +184,7 @@ ScrollView {
 
             Label {
                 Layout.fillWidth: true
-                text: "Diagnostics you share must leave out account data and tokens; redact them first."
+                text: qsTr("Diagnostics you share must leave out account data and tokens; redact them first.")
                 color: LaunchPalette.slate
                 font.pixelSize: 13
                 wrapMode: Text.WordWrap

@@ -37,7 +37,7 @@ Rectangle {
                     implicitHeight: 38
                     Layout.maximumWidth: list.width - 28
                     Accessible.role: Accessible.Heading
-                    Accessible.name: "Vantor Launcher"
+                    Accessible.name: qsTr("Vantor Launcher")
 
                     SymbolIcon {
                         anchors.fill: parent
@@ -65,7 +65,7 @@ Rectangle {
                     Layout.leftMargin: 20
                     Layout.topMargin: 18
                     Layout.bottomMargin: 4
-                    text: "Installed apps"
+                    text: qsTr("Installed apps")
                     font.pixelSize: 11
                     font.bold: true
                     color: LaunchPalette.slate

@@ -13,28 +13,28 @@ MenuBar {
     signal settingsRequested
 
     Menu {
-        title: "Vantor Launcher"
+        title: qsTr("Vantor Launcher")
 
         Action {
-            text: "About Vantor Launcher"
+            text: qsTr("About Vantor Launcher")
             onTriggered: Store.selection = Sections.help
         }
         MenuSeparator {}
         Action {
             objectName: "checkForUpdatesAction"
-            text: "Check for Updates"
+            text: qsTr("Check for Updates")
             shortcut: "Ctrl+R"
             onTriggered: root.launcher.checkForLauncherUpdates()
         }
         MenuSeparator {}
         Action {
-            text: "Settings…"
+            text: qsTr("Settings…")
             shortcut: StandardKey.Preferences
             onTriggered: root.settingsRequested()
         }
         MenuSeparator {}
         Action {
-            text: "Quit Vantor Launcher"
+            text: qsTr("Quit Vantor Launcher")
             shortcut: StandardKey.Quit
             onTriggered: Qt.quit()
         }
@@ -43,7 +43,7 @@ MenuBar {
     Menu {
         id: navigateMenu
 
-        title: "Navigate"
+        title: qsTr("Navigate")
 
         Instantiator {
             model: Sections.all

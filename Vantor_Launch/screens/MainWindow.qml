@@ -14,7 +14,7 @@ DarkWindow {
     signal settingsRequested
 
     objectName: "launcher-main"
-    title: "Vantor Launcher"
+    title: qsTr("Vantor Launcher")
     width: 1440
     height: 960
     minimumWidth: 1000

@@ -37,8 +37,8 @@ ScrollView {
 
                 ScreenHeader {
                     Layout.fillWidth: true
-                    title: "Your Vantor workspace"
-                    subtitle: "Your apps, their updates and your content, in one place."
+                    title: qsTr("Your Vantor workspace")
+                    subtitle: qsTr("Your apps, their updates and your content, in one place.")
                     demoEnabled: Store.demoEnabled
                 }
 
@@ -58,7 +58,7 @@ ScrollView {
 
                     TextButton {
                         objectName: "checkForUpdatesButton"
-                        text: "Check for updates"
+                        text: qsTr("Check for updates")
                         onClicked: Store.requestRefreshApplications()
                     }
 

@@ -63,7 +63,7 @@ Item {
                 StatusLabel {
                     objectName: "packInstalled"
                     visible: PackPresentation.isInstalled(scroll.pack)
-                    text: "Installed"
+                    text: qsTr("Installed")
                     symbol: "checkmark.circle.fill"
                     color: LaunchPalette.green
                     font.pixelSize: 13
@@ -123,7 +123,7 @@ Item {
                 StatusLabel {
                     Layout.fillWidth: true
                     Layout.topMargin: 6
-                    text: "Packs installed here are also available in Vantor Creator’s background library."
+                    text: qsTr("Packs installed here are also available in Vantor Creator’s background library.")
                     symbol: "info.circle.fill"
                     color: LaunchPalette.slate
                     font.pixelSize: 11

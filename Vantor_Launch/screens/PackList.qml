@@ -22,9 +22,9 @@ ColumnLayout {
 
         objectName: "packSearch"
         Layout.fillWidth: true
-        placeholderText: "Search packs"
+        placeholderText: qsTr("Search packs")
         text: Store.searchText
-        Accessible.name: "Search Content Packs"
+        Accessible.name: qsTr("Search Content Packs")
         onTextEdited: Store.searchText = search.text
         Keys.onDownPressed: list.forceActiveFocus()
     }
@@ -39,7 +39,7 @@ ColumnLayout {
             Layout.fillWidth: true
             Layout.minimumWidth: 140
             Layout.maximumWidth: 180
-            title: "Filter"
+            title: qsTr("Filter")
             options: PackPresentation.filters
             value: Store.packFilter
             onChosen: value => Store.packFilter = value
@@ -52,7 +52,7 @@ ColumnLayout {
         LaunchButton {
             objectName: "refreshPacksButton"
             symbol: "arrow.clockwise"
-            text: "Refresh Packs"
+            text: qsTr("Refresh Packs")
             enabled: !Store.isRefreshingContentPacks
             onClicked: Store.requestRefreshContentPacks()
         }
@@ -76,7 +76,7 @@ ColumnLayout {
                 Layout.leftMargin: 10
                 Layout.topMargin: 6
                 text: qsTr("Catalogue")
-                Accessible.name: "Catalogue"
+                Accessible.name: qsTr("Catalogue")
             }
 
             ListView {
@@ -92,7 +92,7 @@ ColumnLayout {
                 boundsBehavior: Flickable.StopAtBounds
                 currentIndex: Store.filteredPacks.selectedRow
                 Accessible.role: Accessible.List
-                Accessible.name: "Catalogue"
+                Accessible.name: qsTr("Catalogue")
                 ScrollBar.vertical: ScrollBar {}
 
                 Keys.onUpPressed: Store.selectedPackID = PackPresentation.adjacentPackID(
@@ -105,8 +105,8 @@ ColumnLayout {
                     anchors.horizontalCenter: parent.horizontalCenter
                     y: 24
                     visible: list.count === 0
-                    text: Store.searchText.length > 0 ? "No packs match this search."
-                                                           : "No installed packs yet."
+                    text: Store.searchText.length > 0 ? qsTr("No packs match this search.")
+                                                           : qsTr("No installed packs yet.")
                     font.pixelSize: 13
                     color: LaunchPalette.slate
                 }

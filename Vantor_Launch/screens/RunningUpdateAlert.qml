@@ -17,7 +17,7 @@ Dialog {
     width: 440
     modal: true
     closePolicy: Popup.CloseOnEscape
-    title: "Vantor Director is open"
+    title: qsTr("Vantor Director is open")
     padding: 20
 
     T.Overlay.modal: Rectangle {
@@ -42,7 +42,7 @@ Dialog {
 
     Label {
         width: parent.width
-        text: "Vantor Director must close to install the update. Update Now will close it, install the verified update, and reopen the app. Save any work before continuing."
+        text: qsTr("Vantor Director must close to install the update. Update Now will close it, install the verified update, and reopen the app. Save any work before continuing.")
         wrapMode: Text.WordWrap
         color: LaunchPalette.paper
         lineHeight: 1.15
@@ -57,12 +57,12 @@ Dialog {
 
         LaunchButton {
             objectName: "remindLaterButton"
-            text: "Remind me later"
+            text: qsTr("Remind me later")
             DialogButtonBox.buttonRole: DialogButtonBox.RejectRole
         }
         LaunchButton {
             objectName: "updateNowButton"
-            text: "Update Now"
+            text: qsTr("Update Now")
             highlighted: true
             DialogButtonBox.buttonRole: DialogButtonBox.AcceptRole
         }

@@ -14,12 +14,12 @@ ColumnLayout {
 
     FormGroup {
         Layout.fillWidth: true
-        title: "Updates"
+        title: qsTr("Updates")
 
         LabeledValue {
             Layout.fillWidth: true
-            label: "Automatic checks"
-            value: "At launch and every 6 hours"
+            label: qsTr("Automatic checks")
+            value: qsTr("At launch and every 6 hours")
         }
 
         RowLayout {
@@ -27,7 +27,7 @@ ColumnLayout {
 
             Label {
                 Layout.fillWidth: true
-                text: "Include beta releases"
+                text: qsTr("Include beta releases")
                 color: LaunchPalette.paper
                 font.pixelSize: 13
             }
@@ -35,14 +35,14 @@ ColumnLayout {
             LaunchSwitch {
                 objectName: "betaSwitch"
                 checked: Store.includesBetaReleases
-                Accessible.name: "Include beta releases"
+                Accessible.name: qsTr("Include beta releases")
                 onToggled: Store.includesBetaReleases = checked
             }
         }
 
         Label {
             Layout.fillWidth: true
-            text: "Automatic installation is never performed. Beta participation is opt-in."
+            text: qsTr("Automatic installation is never performed. Beta participation is opt-in.")
             font.pixelSize: 11
             color: LaunchPalette.slate
             wrapMode: Text.WordWrap
@@ -51,14 +51,14 @@ ColumnLayout {
 
     FormGroup {
         Layout.fillWidth: true
-        title: "Menu Bar"
+        title: qsTr("Menu Bar")
 
         RowLayout {
             Layout.fillWidth: true
 
             Label {
                 Layout.fillWidth: true
-                text: "Show Vantor Launcher in the menu bar"
+                text: qsTr("Show Vantor Launcher in the menu bar")
                 color: LaunchPalette.paper
                 font.pixelSize: 13
             }
@@ -66,14 +66,14 @@ ColumnLayout {
             LaunchSwitch {
                 objectName: "menuBarSwitch"
                 checked: root.launcher.showsMenuBarItem
-                Accessible.name: "Show Vantor Launcher in the menu bar"
+                Accessible.name: qsTr("Show Vantor Launcher in the menu bar")
                 onToggled: root.launcher.showsMenuBarItem = checked
             }
         }
 
         Label {
             Layout.fillWidth: true
-            text: "Quickly open Vantor apps, browse Content Packs and check for updates."
+            text: qsTr("Quickly open Vantor apps, browse Content Packs and check for updates.")
             font.pixelSize: 11
             color: LaunchPalette.slate
             wrapMode: Text.WordWrap

@@ -10,7 +10,7 @@ DarkWindow {
     required property var launcher
 
     objectName: "launcher-settings"
-    title: "Vantor Launcher Settings"
+    title: qsTr("Vantor Launcher Settings")
     width: 560
     minimumWidth: 560
     maximumWidth: 560

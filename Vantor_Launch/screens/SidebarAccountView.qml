@@ -20,7 +20,7 @@ ColumnLayout {
 
         StatusLabel {
             Layout.fillWidth: true
-            text: "Website account"
+            text: qsTr("Website account")
             symbol: "person.crop.circle"
             color: LaunchPalette.paper
             font.pixelSize: 13
@@ -29,7 +29,7 @@ ColumnLayout {
 
         Label {
             Layout.fillWidth: true
-            text: "Sign in to sync your Content Packs and account details."
+            text: qsTr("Sign in to sync your Content Packs and account details.")
             font.pixelSize: 11
             color: LaunchPalette.slate
             wrapMode: Text.WordWrap
@@ -37,7 +37,7 @@ ColumnLayout {
 
         LaunchButton {
             objectName: "signInButton"
-            text: "Sign in"
+            text: qsTr("Sign in")
             highlighted: true
             enabled: Store.signInConfigured
             onClicked: Store.requestSignIn()
@@ -73,7 +73,7 @@ ColumnLayout {
 
             LaunchButton {
                 objectName: "syncButton"
-                text: "Sync"
+                text: qsTr("Sync")
                 small: true
                 enabled: !status.syncing
                 onClicked: Store.requestRefreshAccount()
@@ -81,7 +81,7 @@ ColumnLayout {
 
             LaunchButton {
                 objectName: "signOutButton"
-                text: "Sign out"
+                text: qsTr("Sign out")
                 small: true
                 onClicked: Store.requestSignOut()
             }
