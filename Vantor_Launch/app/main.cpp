@@ -174,9 +174,8 @@ int main(int argc, char* argv[]) {
                      &LauncherApp::showRequested);
 
     QQmlApplicationEngine engine;
-    prepareQmlEngine(engine);
-    engine.setInitialProperties({{u"store"_s, QVariant::fromValue(&store)},
-                                 {u"launcher"_s, QVariant::fromValue(&launcher)}});
+    prepareQmlEngine(engine, store);
+    engine.setInitialProperties({{u"launcher"_s, QVariant::fromValue(&launcher)}});
     // On X11 the entry finds the windows by their class (StartupWMClass): Qt names it after
     // RESOURCE_NAME when it makes the first window. Only for that moment, so that the programs the
     // launcher starts keep their own.

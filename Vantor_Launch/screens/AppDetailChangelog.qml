@@ -17,13 +17,13 @@ ColumnLayout {
     spacing: 6
 
     SectionCaption {
-        text: "LATEST RELEASE"
+        text: qsTr("LATEST RELEASE")
     }
 
     Label {
         objectName: "latestVersion"
         Layout.topMargin: 4
-        text: "Version " + root.version
+        text: qsTr("Version %1").arg(root.version)
         font.pixelSize: 15
         font.weight: Font.DemiBold
         color: LaunchPalette.paper
@@ -49,7 +49,7 @@ ColumnLayout {
     LaunchButton {
         objectName: "fullChangelogButton"
         Layout.topMargin: 8
-        text: "Full Changelog"
+        text: qsTr("Full Changelog")
         onClicked: root.showFullChangelog()
     }
 }

@@ -8,7 +8,6 @@ import Vantor.Launch
 RowLayout {
     id: root
 
-    required property var store
     required property var app
     required property string tagline
 
@@ -23,7 +22,7 @@ RowLayout {
         color: Qt.rgba(LaunchPalette.midnight.r, LaunchPalette.midnight.g,
                        LaunchPalette.midnight.b, 0.76)
         Accessible.role: Accessible.Graphic
-        Accessible.name: root.app ? root.app.name + " logo" : ""
+        Accessible.name: root.app ? qsTr("%1 logo").arg(root.app.name) : ""
 
         SymbolIcon {
             anchors.centerIn: parent
@@ -67,13 +66,13 @@ RowLayout {
         LaunchButton {
             objectName: "detailOpenButton"
             highlighted: true
-            text: root.app && root.app.name === root.store.creatorName ? "Open in VD" : "Open"
-            onClicked: root.store.openApplication(root.app.id)
+            text: root.app && root.app.name === Store.creatorName ? qsTr("Open in VD") : qsTr("Open")
+            onClicked: Store.openApplication(root.app.id)
         }
 
         LaunchButton {
             objectName: "detailCloseButton"
-            text: "Close"
+            text: qsTr("Close")
             onClicked: root.dismiss()
         }
     }

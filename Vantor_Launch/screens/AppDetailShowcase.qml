@@ -22,7 +22,7 @@ ColumnLayout {
 
     SectionCaption {
         Layout.topMargin: 14
-        text: "FEATURES"
+        text: qsTr("FEATURES")
     }
 
     AppFeatureList {

@@ -9,11 +9,10 @@ import Vantor.Launch
 LaunchSheet {
     id: root
 
-    required property var store
     // The application presented, or null while the sheet is closed.
     required property var app
     readonly property var profile: root.app ? AppDetailProfiles.profile(root.app.name,
-                                                                        root.store.creatorName)
+                                                                        Store.creatorName)
                                             : null
     property bool showsFullChangelog: false
 
@@ -47,17 +46,16 @@ LaunchSheet {
                 Layout.leftMargin: 28
                 Layout.rightMargin: 28
                 Layout.bottomMargin: -12
-                visible: root.store.hasMessage
-                message: root.store.message
-                onDismiss: root.store.dismissMessage()
+                visible: Store.hasMessage
+                message: Store.message
+                onDismiss: Store.dismissMessage()
             }
 
             AppDetailHeader {
                 Layout.fillWidth: true
-                Layout.topMargin: root.store.hasMessage ? 0 : 28
+                Layout.topMargin: Store.hasMessage ? 0 : 28
                 Layout.leftMargin: 28
                 Layout.rightMargin: 28
-                store: root.store
                 app: root.app
                 tagline: root.profile ? root.profile.tagline : ""
                 onDismiss: root.close()

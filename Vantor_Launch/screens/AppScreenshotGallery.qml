@@ -13,6 +13,8 @@ ColumnLayout {
     property int selection: 0
 
     spacing: 12
+    // Another application's pictures start at their first.
+    onScreenshotNamesChanged: root.selection = 0
 
     AppScreenshotImage {
         objectName: "selectedScreenshot"
@@ -46,7 +48,7 @@ ColumnLayout {
             padding: 3
             hoverEnabled: true
             Accessible.role: Accessible.Button
-            Accessible.name: "Show screenshot " + (thumbnail.index + 1)
+            Accessible.name: qsTr("Show screenshot %1").arg(thumbnail.index + 1)
             Accessible.selectable: true
             Accessible.selected: thumbnail.selected
             onClicked: root.selection = thumbnail.index

@@ -11,7 +11,7 @@ Item {
     required property string applicationPath
     required property string filename
     property real radius: 12
-    // Small (a thumbnail): the placeholder shows its icon only.
+    // Small (a thumbnail): a smaller placeholder.
     property bool compact: false
     readonly property bool loaded: image.ready
 
@@ -38,9 +38,8 @@ Item {
 
         Label {
             Layout.alignment: Qt.AlignHCenter
-            visible: !root.compact
-            text: "Preview unavailable"
-            font.pixelSize: 13
+            text: qsTr("Preview unavailable")
+            font.pixelSize: root.compact ? 10 : 13
             color: LaunchPalette.slate
         }
     }

@@ -8,7 +8,6 @@ import Vantor.Launch
 ColumnLayout {
     id: root
 
-    required property var store
     // The application whose detail sheet is shown, or null.
     property var presentedApp: null
 
@@ -16,22 +15,19 @@ ColumnLayout {
     spacing: 14
 
     Repeater {
-        model: root.store.apps
+        model: Store.apps
 
         ApplicationRow {
-            required property var modelData
+            id: row
 
             Layout.fillWidth: true
-            store: root.store
-            app: modelData
-            onShowDetails: root.presentedApp = modelData
+            onShowDetails: root.presentedApp = row.app
         }
     }
 
     AppDetailView {
         id: detail
 
-        store: root.store
         app: root.presentedApp
         onDismissed: root.presentedApp = null
     }

@@ -8,10 +8,9 @@ import Vantor.Launch
 Rectangle {
     id: root
 
-    required property var store
     required property var app
-    readonly property var row: ApplicationPresentation.row(root.app, root.store.creatorName,
-                                                           root.store.availableDirectorRelease)
+    readonly property var row: ApplicationPresentation.row(root.app, Store.creatorName,
+                                                           Store.availableDirectorRelease)
 
     // The logo was clicked: the panel presents the application's details.
     signal showDetails
@@ -40,7 +39,7 @@ Rectangle {
             Layout.preferredHeight: 96
             hoverEnabled: true
             Accessible.role: Accessible.Button
-            Accessible.name: "Show details for " + root.app.name
+            Accessible.name: qsTr("Show details for %1").arg(root.app.name)
             onClicked: root.showDetails()
 
             background: Rectangle {
@@ -130,8 +129,8 @@ Rectangle {
                 Layout.fillWidth: true
                 visible: root.row.showsLocate
                 highlighted: true
-                text: "Locate app…"
-                onClicked: root.store.requestChooseApplicationLocation(root.app.id)
+                text: qsTr("Locate app…")
+                onClicked: Store.requestChooseApplicationLocation(root.app.id)
             }
 
             LaunchButton {
@@ -140,7 +139,7 @@ Rectangle {
                 visible: root.row.showsOpen
                 highlighted: true
                 text: root.row.openTitle
-                onClicked: root.store.openApplication(root.app.id)
+                onClicked: Store.openApplication(root.app.id)
             }
 
             LaunchButton {
@@ -148,7 +147,7 @@ Rectangle {
                 Layout.fillWidth: true
                 visible: root.row.showsUpdate
                 text: root.row.updateTitle
-                onClicked: root.store.requestUpdate(root.app.id)
+                onClicked: Store.requestUpdate(root.app.id)
             }
 
             LaunchButton {
@@ -156,8 +155,8 @@ Rectangle {
                 Layout.alignment: Qt.AlignHCenter
                 visible: root.row.showsReveal
                 small: true
-                text: "Reveal in Finder"
-                onClicked: root.store.revealApplication(root.app.id)
+                text: qsTr("Reveal in Finder")
+                onClicked: Store.revealApplication(root.app.id)
             }
         }
     }

@@ -10,7 +10,6 @@ import Vantor.Launch
 Dialog {
     id: root
 
-    required property var store
 
     objectName: "browserSignInSheet"
     parent: T.Overlay.overlay
@@ -18,7 +17,7 @@ Dialog {
     width: 420
     modal: true
     closePolicy: Popup.CloseOnEscape
-    title: "Continue in your browser"
+    title: qsTr("Continue in your browser")
     padding: 20
 
     T.Overlay.modal: Rectangle {
@@ -43,7 +42,7 @@ Dialog {
 
     Label {
         width: parent.width
-        text: "Sign in to your Vantor account on the page that opened in your browser. Vantor Launcher continues as soon as the website sends you back."
+        text: qsTr("Sign in to your Vantor account on the page that opened in your browser. Vantor Launcher continues as soon as the website sends you back.")
         wrapMode: Text.WordWrap
         color: LaunchPalette.paper
         lineHeight: 1.15
@@ -57,25 +56,25 @@ Dialog {
 
         LaunchButton {
             objectName: "cancelSignInButton"
-            text: "Cancel"
+            text: qsTr("Cancel")
             DialogButtonBox.buttonRole: DialogButtonBox.RejectRole
         }
     }
 
     // Opened and closed imperatively: a binding would be broken by the first close.
     function follow() {
-        root.visible = root.store.isWaitingForBrowser
+        root.visible = Store.isWaitingForBrowser
     }
 
     Component.onCompleted: root.follow()
 
     property Connections waitingChanges: Connections {
-        target: root.store
+        target: Store
 
         function onIsWaitingForBrowserChanged() {
             root.follow()
         }
     }
 
-    onClosed: root.store.cancelSignIn()
+    onClosed: Store.cancelSignIn()
 }

@@ -9,7 +9,6 @@ import Vantor.Launch
 ColumnLayout {
     id: root
 
-    required property var store
     readonly property int minimumTileWidth: 170
     readonly property int tileSpacing: 14
 
@@ -22,7 +21,7 @@ ColumnLayout {
 
         Label {
             Layout.fillWidth: true
-            text: "Content Packs"
+            text: qsTr("Content Packs")
             font.pixelSize: 20
             font.bold: true
             color: LaunchPalette.paper
@@ -31,8 +30,8 @@ ColumnLayout {
 
         TextButton {
             objectName: "viewAllPacksButton"
-            text: "View all packs"
-            onClicked: root.store.selection = Sections.packs
+            text: qsTr("View all packs")
+            onClicked: Store.selection = Sections.packs
         }
     }
 
@@ -50,21 +49,24 @@ ColumnLayout {
         Repeater {
             id: tiles
 
-            model: root.store.packs.slice(0, 3)
+            model: Store.packs
 
             PackTile {
-                required property var modelData
+                id: tile
 
+                required property int index
+
+                // The first three packs only.
+                visible: tile.index < 3
                 Layout.fillWidth: true
                 Layout.fillHeight: true
                 Layout.preferredWidth: (root.width - (grid.columns - 1) * root.tileSpacing)
                                        / grid.columns
                 Layout.maximumWidth: Layout.preferredWidth
-                pack: modelData
                 artworkHeight: 92
                 onClicked: {
-                    root.store.selection = Sections.packs
-                    root.store.selectedPackID = modelData.id
+                    Store.selection = Sections.packs
+                    Store.selectedPackID = tile.pack.id
                 }
             }
         }

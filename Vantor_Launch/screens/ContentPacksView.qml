@@ -8,14 +8,13 @@ import Vantor.Launch
 Item {
     id: root
 
-    required property var store
 
     objectName: "contentPacksView"
 
     // The platform's find shortcut puts the cursor in the search field.
     Shortcut {
         sequences: [StandardKey.Find]
-        enabled: root.visible && root.store.packs.length > 0
+        enabled: root.visible && Store.packs.count > 0
         onActivated: list.focusSearch()
     }
 
@@ -26,15 +25,15 @@ Item {
 
         ScreenHeader {
             Layout.fillWidth: true
-            title: "Content Packs"
-            subtitle: "Build your creative library."
-            demoEnabled: root.store.demoEnabled
+            title: qsTr("Content Packs")
+            subtitle: qsTr("Build your creative library.")
+            demoEnabled: Store.demoEnabled
         }
 
         RowLayout {
             Layout.fillWidth: true
             Layout.fillHeight: true
-            visible: root.store.packs.length > 0
+            visible: Store.packs.count > 0
             spacing: 24
 
             PackList {
@@ -45,29 +44,27 @@ Item {
                 Layout.fillWidth: false
                 Layout.preferredWidth: Math.min(480, Math.max(300, (root.width - 56) * 0.4))
                 Layout.maximumWidth: 480
-                store: root.store
             }
 
             PackDetail {
                 Layout.fillHeight: true
                 Layout.fillWidth: true
-                store: root.store
             }
         }
 
         Item {
             Layout.fillWidth: true
             Layout.fillHeight: true
-            visible: root.store.packs.length === 0
+            visible: Store.packs.count === 0
 
             ContentUnavailableView {
                 objectName: "catalogueUnavailable"
                 anchors.centerIn: parent
                 anchors.verticalCenterOffset: -40
                 width: Math.min(parent.width, 460)
-                title: "Catalogue unavailable"
+                title: qsTr("Catalogue unavailable")
                 symbol: "shippingbox"
-                description: "No verified Content Pack catalogue endpoint is configured, so there are no packs to show."
+                description: qsTr("No verified Content Pack catalogue endpoint is configured, so there are no packs to show.")
             }
         }
     }

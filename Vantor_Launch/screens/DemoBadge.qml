@@ -16,7 +16,7 @@ Rectangle {
     border.color: LaunchPalette.badgeOutline
     border.width: 1
     Accessible.role: Accessible.StaticText
-    Accessible.name: "Demo data is active. Actions cannot change real apps or accounts."
+    Accessible.name: qsTr("Demo data is active. Actions cannot change real apps or accounts.")
 
     RowLayout {
         id: row
@@ -33,7 +33,7 @@ Rectangle {
         }
 
         Label {
-            text: "Demo data"
+            text: qsTr("Demo data")
             font.pixelSize: 12
             font.weight: Font.DemiBold
             color: LaunchPalette.paper

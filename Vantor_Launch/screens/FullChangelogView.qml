@@ -33,7 +33,7 @@ LaunchSheet {
 
             Label {
                 Layout.fillWidth: true
-                text: root.appName + " Changelog"
+                text: qsTr("%1 Changelog").arg(root.appName)
                 font.pixelSize: 26
                 font.bold: true
                 color: LaunchPalette.paper
@@ -44,7 +44,7 @@ LaunchSheet {
             LaunchButton {
                 objectName: "changelogDoneButton"
                 highlighted: true
-                text: "Done"
+                text: qsTr("Done")
                 onClicked: root.close()
             }
         }
@@ -67,7 +67,7 @@ LaunchSheet {
                 spacing: 5
 
                 Label {
-                    text: "Version " + modelData.version
+                    text: qsTr("Version %1").arg(modelData.version)
                     font.pixelSize: 15
                     font.weight: Font.DemiBold
                     color: LaunchPalette.paper

@@ -9,7 +9,6 @@ import Vantor.Launch
 ScrollView {
     id: root
 
-    required property var store
     required property var launcher
 
     objectName: "helpView"
@@ -28,9 +27,9 @@ ScrollView {
 
         ScreenHeader {
             Layout.fillWidth: true
-            title: "Help"
-            subtitle: "Support, privacy and integration status."
-            demoEnabled: root.store.demoEnabled
+            title: qsTr("Help")
+            subtitle: qsTr("Support, privacy and integration status.")
+            demoEnabled: Store.demoEnabled
         }
 
         LaunchCard {
@@ -38,7 +37,7 @@ ScrollView {
             Layout.fillWidth: true
 
             Label {
-                text: "Vantor Launcher"
+                text: qsTr("Vantor Launcher")
                 font.pixelSize: 20
                 font.bold: true
                 color: LaunchPalette.paper
@@ -48,20 +47,20 @@ ScrollView {
             LabeledValue {
                 objectName: "versionValue"
                 Layout.fillWidth: true
-                label: "Version"
+                label: qsTr("Version")
                 value: LauncherInfo.version
             }
 
             LabeledValue {
                 objectName: "buildValue"
                 Layout.fillWidth: true
-                label: "Build"
+                label: qsTr("Build")
                 value: LauncherInfo.build
             }
 
             Label {
                 Layout.fillWidth: true
-                text: "Launcher is an optional companion. Vantor Director and Vantor Creator remain independently usable."
+                text: qsTr("Launcher is an optional companion. Vantor Director and Vantor Creator remain independently usable.")
                 color: LaunchPalette.slate
                 font.pixelSize: 13
                 wrapMode: Text.WordWrap
@@ -71,7 +70,7 @@ ScrollView {
                 objectName: "launcherCriticalUpdate"
                 Layout.fillWidth: true
                 visible: root.launcher.updater.updateAvailable && root.launcher.updater.criticalUpdate
-                text: "Critical update"
+                text: qsTr("Critical update")
                 symbol: "exclamationmark.triangle.fill"
                 color: LaunchPalette.gold
                 font.pixelSize: 13
@@ -94,22 +93,22 @@ ScrollView {
                     objectName: "downloadLauncherButton"
                     visible: root.launcher.updater.updateAvailable && root.launcher.updater.downloadURL.toString() !== ""
                     highlighted: true
-                    text: "Download Vantor Launcher " + root.launcher.updater.availableVersion
+                    text: qsTr("Download Vantor Launcher %1").arg(root.launcher.updater.availableVersion)
                     onClicked: Qt.openUrlExternally(root.launcher.updater.downloadURL)
                 }
 
                 LinkButton {
                     objectName: "launcherReleasePageLink"
                     visible: root.launcher.updater.updateAvailable && root.launcher.updater.releasePageURL.toString() !== ""
-                    text: "About Vantor Launcher " + root.launcher.updater.availableVersion
+                    text: qsTr("About Vantor Launcher %1").arg(root.launcher.updater.availableVersion)
                     onClicked: Qt.openUrlExternally(root.launcher.updater.releasePageURL)
                 }
 
                 LinkButton {
                     objectName: "supportLink"
-                    visible: root.store.supportURL.toString() !== ""
-                    text: "Open Vantor Director support"
-                    onClicked: Qt.openUrlExternally(root.store.supportURL)
+                    visible: Store.supportURL.toString() !== ""
+                    text: qsTr("Open Vantor Director support")
+                    onClicked: Qt.openUrlExternally(Store.supportURL)
                 }
             }
         }
@@ -119,7 +118,7 @@ ScrollView {
             Layout.fillWidth: true
 
             Label {
-                text: "Production integration status"
+                text: qsTr("Production integration status")
                 font.pixelSize: 20
                 font.bold: true
                 color: LaunchPalette.paper
@@ -129,8 +128,8 @@ ScrollView {
             StatusLabel {
                 objectName: "integrationsConfigured"
                 Layout.fillWidth: true
-                visible: root.store.missingIntegrations.length === 0
-                text: "Account sign-in, release checking, updater handoff and account-management links are configured."
+                visible: Store.missingIntegrations.length === 0
+                text: qsTr("Account sign-in, release checking, updater handoff and account-management links are configured.")
                 symbol: "checkmark.seal.fill"
                 color: LaunchPalette.green
                 font.pixelSize: 13
@@ -139,15 +138,15 @@ ScrollView {
             Label {
                 objectName: "integrationsMissing"
                 Layout.fillWidth: true
-                visible: root.store.missingIntegrations.length > 0
-                text: "These operations remain unavailable until their production contracts are supplied:"
+                visible: Store.missingIntegrations.length > 0
+                text: qsTr("These operations remain unavailable until their production contracts are supplied:")
                 color: LaunchPalette.gold
                 font.pixelSize: 13
                 wrapMode: Text.WordWrap
             }
 
             Repeater {
-                model: root.store.missingIntegrations
+                model: Store.missingIntegrations
 
                 StatusLabel {
                     required property string modelData
@@ -168,7 +167,7 @@ ScrollView {
             Layout.fillWidth: true
 
             Label {
-                text: "Privacy"
+                text: qsTr("Privacy")
                 font.pixelSize: 20
                 font.bold: true
                 color: LaunchPalette.paper
@@ -177,7 +176,7 @@ ScrollView {
 
             Label {
                 Layout.fillWidth: true
-                text: "No telemetry is included. Account access and refresh tokens are stored in Keychain and are removed when Launcher signs out."
+                text: qsTr("No telemetry is included. Account access and refresh tokens are stored in Keychain and are removed when Launcher signs out.")
                 color: LaunchPalette.paper
                 font.pixelSize: 13
                 wrapMode: Text.WordWrap
@@ -185,7 +184,7 @@ ScrollView {
 
             Label {
                 Layout.fillWidth: true
-                text: "Diagnostics you share must leave out account data and tokens; redact them first."
+                text: qsTr("Diagnostics you share must leave out account data and tokens; redact them first.")
                 color: LaunchPalette.slate
                 font.pixelSize: 13
                 wrapMode: Text.WordWrap

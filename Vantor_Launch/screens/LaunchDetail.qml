@@ -7,21 +7,17 @@ import Vantor.Launch
 StackLayout {
     id: root
 
-    required property var store
     required property var launcher
 
-    currentIndex: root.store.selection
+    currentIndex: Store.selection
 
     OverviewView {
-        store: root.store
     }
 
     ContentPacksView {
-        store: root.store
     }
 
     HelpView {
-        store: root.store
         launcher: root.launcher
     }
 }

@@ -9,7 +9,6 @@ import Vantor.Launch
 Rectangle {
     id: root
 
-    required property var store
 
     color: LaunchPalette.midnight
 
@@ -38,7 +37,7 @@ Rectangle {
                     implicitHeight: 38
                     Layout.maximumWidth: list.width - 28
                     Accessible.role: Accessible.Heading
-                    Accessible.name: "Vantor Launcher"
+                    Accessible.name: qsTr("Vantor Launcher")
 
                     SymbolIcon {
                         anchors.fill: parent
@@ -57,8 +56,8 @@ Rectangle {
                         Layout.leftMargin: 10
                         Layout.rightMargin: 10
                         section: modelData
-                        selected: root.store.selection === modelData.section
-                        onActivated: root.store.selection = modelData.section
+                        selected: Store.selection === modelData.section
+                        onActivated: Store.selection = modelData.section
                     }
                 }
 
@@ -66,7 +65,7 @@ Rectangle {
                     Layout.leftMargin: 20
                     Layout.topMargin: 18
                     Layout.bottomMargin: 4
-                    text: "Installed apps"
+                    text: qsTr("Installed apps")
                     font.pixelSize: 11
                     font.bold: true
                     color: LaunchPalette.slate
@@ -74,15 +73,12 @@ Rectangle {
                 }
 
                 Repeater {
-                    model: root.store.apps
+                    model: Store.apps
 
                     SidebarApplicationRow {
-                        required property var modelData
-
                         Layout.fillWidth: true
                         Layout.leftMargin: 20
                         Layout.rightMargin: 14
-                        app: modelData
                     }
                 }
 
@@ -101,7 +97,6 @@ Rectangle {
         SidebarAccountView {
             Layout.fillWidth: true
             Layout.margins: 16
-            store: root.store
         }
     }
 }

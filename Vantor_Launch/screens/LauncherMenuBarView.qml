@@ -8,17 +8,16 @@ import Vantor.Launch
 Platform.SystemTrayIcon {
     id: root
 
-    required property var store
     required property var launcher
 
     signal showLauncherRequested(int section)
 
     property MenuBarPanelModel panel: MenuBarPanelModel {
-        store: root.store
+        store: Store
     }
 
     icon.source: root.panel.iconSource
-    tooltip: "Vantor Launcher"
+    tooltip: qsTr("Vantor Launcher")
     visible: root.launcher.showsMenuBarItem
 
     onActivated: reason => {
@@ -28,7 +27,7 @@ Platform.SystemTrayIcon {
 
     menu: Platform.Menu {
         Platform.MenuItem {
-            text: "Open Vantor Launcher"
+            text: qsTr("Open Vantor Launcher")
             onTriggered: root.showLauncherRequested(Sections.overview)
         }
         Platform.MenuSeparator {}
@@ -44,30 +43,30 @@ Platform.SystemTrayIcon {
         }
         Platform.MenuSeparator {}
         Platform.MenuItem {
-            text: "Open Vantor Director"
+            text: qsTr("Open Vantor Director")
             enabled: root.panel.canOpenDirector
             onTriggered: root.panel.openDirector()
         }
         Platform.MenuItem {
-            text: "Open Vantor Creator"
+            text: qsTr("Open Vantor Creator")
             enabled: root.panel.canOpenCreator
             onTriggered: root.panel.openCreator()
         }
         Platform.MenuItem {
-            text: "Browse Content Packs"
+            text: qsTr("Browse Content Packs")
             onTriggered: root.showLauncherRequested(Sections.packs)
         }
         Platform.MenuSeparator {}
         Platform.MenuItem {
-            text: "Check for Updates"
+            text: qsTr("Check for Updates")
             onTriggered: {
                 root.launcher.checkForLauncherUpdates()
-                root.store.requestRefreshApplications()
+                Store.requestRefreshApplications()
             }
         }
         Platform.MenuSeparator {}
         Platform.MenuItem {
-            text: "Quit Vantor Launcher"
+            text: qsTr("Quit Vantor Launcher")
             onTriggered: Qt.quit()
         }
     }

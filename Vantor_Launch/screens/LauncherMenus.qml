@@ -8,34 +8,33 @@ import Vantor.Launch
 MenuBar {
     id: root
 
-    required property var store
     required property var launcher
 
     signal settingsRequested
 
     Menu {
-        title: "Vantor Launcher"
+        title: qsTr("Vantor Launcher")
 
         Action {
-            text: "About Vantor Launcher"
-            onTriggered: root.store.selection = Sections.help
+            text: qsTr("About Vantor Launcher")
+            onTriggered: Store.selection = Sections.help
         }
         MenuSeparator {}
         Action {
             objectName: "checkForUpdatesAction"
-            text: "Check for Updates"
+            text: qsTr("Check for Updates")
             shortcut: "Ctrl+R"
             onTriggered: root.launcher.checkForLauncherUpdates()
         }
         MenuSeparator {}
         Action {
-            text: "Settings…"
+            text: qsTr("Settings…")
             shortcut: StandardKey.Preferences
             onTriggered: root.settingsRequested()
         }
         MenuSeparator {}
         Action {
-            text: "Quit Vantor Launcher"
+            text: qsTr("Quit Vantor Launcher")
             shortcut: StandardKey.Quit
             onTriggered: Qt.quit()
         }
@@ -44,7 +43,7 @@ MenuBar {
     Menu {
         id: navigateMenu
 
-        title: "Navigate"
+        title: qsTr("Navigate")
 
         Instantiator {
             model: Sections.all
@@ -54,7 +53,7 @@ MenuBar {
                 objectName: "navigate-" + modelData.title
                 text: modelData.title
                 shortcut: modelData.shortcut
-                onTriggered: root.store.selection = modelData.section
+                onTriggered: Store.selection = modelData.section
             }
             onObjectAdded: (index, action) => navigateMenu.insertAction(index, action)
             onObjectRemoved: (index, action) => navigateMenu.removeAction(action)

@@ -1,5 +1,6 @@
 import QtQml
 import QtQuick
+import Vantor.Launch
 
 // The application's scenes: the main window, the settings window and the tray menu, all on the
 // one store. Showing the launcher from the tray selects the section, then brings the main window
@@ -7,22 +8,18 @@ import QtQuick
 QtObject {
     id: root
 
-    required property var store
     required property var launcher
 
     property MainWindow mainWindow: MainWindow {
-        store: root.store
         launcher: root.launcher
         onSettingsRequested: root.showSettings()
     }
 
     property SettingsWindow settingsWindow: SettingsWindow {
-        store: root.store
         launcher: root.launcher
     }
 
     property LauncherMenuBarView menuBarExtra: LauncherMenuBarView {
-        store: root.store
         launcher: root.launcher
         onShowLauncherRequested: section => root.showLauncher(section)
     }
@@ -30,12 +27,12 @@ QtObject {
     property Connections launcherConnection: Connections {
         target: root.launcher
         function onShowRequested() {
-            root.showLauncher(root.store.selection)
+            root.showLauncher(Store.selection)
         }
     }
 
     function showLauncher(section) {
-        root.store.selection = section
+        Store.selection = section
         root.mainWindow.show()
         root.mainWindow.raise()
         root.mainWindow.requestActivate()

@@ -9,13 +9,12 @@ import Vantor.Launch
 DarkWindow {
     id: window
 
-    required property var store
     required property var launcher
 
     signal settingsRequested
 
     objectName: "launcher-main"
-    title: "Vantor Launcher"
+    title: qsTr("Vantor Launcher")
     width: 1440
     height: 960
     minimumWidth: 1000
@@ -23,24 +22,22 @@ DarkWindow {
     visible: true
 
     onVisibleChanged: {
-        window.store.followWorkspace(window.visible)
+        Store.followWorkspace(window.visible)
         if (window.visible)
-            window.store.requestStart()
+            Store.requestStart()
     }
     onActiveChanged: {
         if (window.active)
-            window.store.requestSyncAccountIfDue()
+            Store.requestSyncAccountIfDue()
     }
 
     menuBar: LauncherMenus {
-        store: window.store
         launcher: window.launcher
         onSettingsRequested: window.settingsRequested()
     }
 
     RootView {
         anchors.fill: parent
-        store: window.store
         launcher: window.launcher
     }
 }

@@ -4,8 +4,9 @@ import QtQuick.Controls.Fusion
 import QtQuick.Layouts
 import Vantor.Launch
 
-// The outcome of the latest flow, until the user dismisses it or a newer one replaces it. Read as
-// one element: the message with its dismiss button.
+// The outcome of the latest flow, until the user dismisses it or a newer one replaces it. Read and
+// reached by Tab as one element, the message, whose press action (Space, Escape) dismisses it; the
+// dismiss button is for the pointer.
 Rectangle {
     id: root
 
@@ -17,11 +18,16 @@ Rectangle {
     implicitHeight: row.implicitHeight + 24
     radius: 10
     color: LaunchPalette.bannerBackground
-    border.color: LaunchPalette.bannerOutline
-    border.width: 1
+    border.color: root.activeFocus ? LaunchPalette.accentBlue : LaunchPalette.bannerOutline
+    border.width: root.activeFocus ? 2 : 1
+    activeFocusOnTab: true
     Accessible.role: Accessible.AlertMessage
     Accessible.name: root.message
-    Accessible.description: "Dismiss"
+    Accessible.description: qsTr("Press Space to dismiss")
+    Accessible.focusable: true
+    Accessible.onPressAction: root.dismiss()
+    Keys.onSpacePressed: root.dismiss()
+    Keys.onEscapePressed: root.dismiss()
 
     RowLayout {
         id: row
@@ -55,8 +61,9 @@ Rectangle {
             implicitWidth: 26
             implicitHeight: 26
             hoverEnabled: true
-            text: "Dismiss"
-            Accessible.name: "Dismiss"
+            focusPolicy: Qt.NoFocus
+            text: qsTr("Dismiss")
+            Accessible.ignored: true
             onClicked: root.dismiss()
 
             background: Rectangle {

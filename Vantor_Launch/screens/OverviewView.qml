@@ -9,7 +9,6 @@ import Vantor.Launch
 ScrollView {
     id: root
 
-    required property var store
 
     objectName: "overviewView"
     contentWidth: availableWidth
@@ -17,7 +16,7 @@ ScrollView {
     LastCheckedPresenter {
         id: lastChecked
 
-        store: root.store
+        store: Store
     }
 
     // The page, 28 points inside the visible area on every side.
@@ -38,9 +37,9 @@ ScrollView {
 
                 ScreenHeader {
                     Layout.fillWidth: true
-                    title: "Your Vantor workspace"
-                    subtitle: "Your apps, their updates and your content, in one place."
-                    demoEnabled: root.store.demoEnabled
+                    title: qsTr("Your Vantor workspace")
+                    subtitle: qsTr("Your apps, their updates and your content, in one place.")
+                    demoEnabled: Store.demoEnabled
                 }
 
                 RowLayout {
@@ -59,8 +58,8 @@ ScrollView {
 
                     TextButton {
                         objectName: "checkForUpdatesButton"
-                        text: "Check for updates"
-                        onClicked: root.store.requestRefreshApplications()
+                        text: qsTr("Check for updates")
+                        onClicked: Store.requestRefreshApplications()
                     }
 
                     Item {
@@ -71,13 +70,11 @@ ScrollView {
 
             ApplicationPanel {
                 Layout.fillWidth: true
-                store: root.store
             }
 
             ContentPackSummary {
                 Layout.fillWidth: true
                 Layout.topMargin: 8
-                store: root.store
             }
         }
     }

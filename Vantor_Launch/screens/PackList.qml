@@ -8,7 +8,6 @@ import Vantor.Launch
 ColumnLayout {
     id: root
 
-    required property var store
 
     function focusSearch() {
         search.forceActiveFocus()
@@ -23,10 +22,10 @@ ColumnLayout {
 
         objectName: "packSearch"
         Layout.fillWidth: true
-        placeholderText: "Search packs"
-        text: root.store.searchText
-        Accessible.name: "Search Content Packs"
-        onTextEdited: root.store.searchText = search.text
+        placeholderText: qsTr("Search packs")
+        text: Store.searchText
+        Accessible.name: qsTr("Search Content Packs")
+        onTextEdited: Store.searchText = search.text
         Keys.onDownPressed: list.forceActiveFocus()
     }
 
@@ -40,10 +39,10 @@ ColumnLayout {
             Layout.fillWidth: true
             Layout.minimumWidth: 140
             Layout.maximumWidth: 180
-            title: "Filter"
+            title: qsTr("Filter")
             options: PackPresentation.filters
-            value: root.store.packFilter
-            onChosen: value => root.store.packFilter = value
+            value: Store.packFilter
+            onChosen: value => Store.packFilter = value
         }
 
         Item {
@@ -53,9 +52,9 @@ ColumnLayout {
         LaunchButton {
             objectName: "refreshPacksButton"
             symbol: "arrow.clockwise"
-            text: "Refresh Packs"
-            enabled: !root.store.isRefreshingContentPacks
-            onClicked: root.store.requestRefreshContentPacks()
+            text: qsTr("Refresh Packs")
+            enabled: !Store.isRefreshingContentPacks
+            onClicked: Store.requestRefreshContentPacks()
         }
     }
 
@@ -76,8 +75,8 @@ ColumnLayout {
             SectionCaption {
                 Layout.leftMargin: 10
                 Layout.topMargin: 6
-                text: "CATALOGUE"
-                Accessible.name: "Catalogue"
+                text: qsTr("Catalogue")
+                Accessible.name: qsTr("Catalogue")
             }
 
             ListView {
@@ -88,46 +87,40 @@ ColumnLayout {
                 Layout.fillHeight: true
                 clip: true
                 spacing: 2
-                model: root.store.filteredPacks
+                model: Store.filteredPacks
                 activeFocusOnTab: true
                 boundsBehavior: Flickable.StopAtBounds
-                currentIndex: {
-                    const packs = root.store.filteredPacks
-                    for (let i = 0; i < packs.length; ++i) {
-                        if (packs[i].id === root.store.selectedPackID)
-                            return i
-                    }
-                    return -1
-                }
+                currentIndex: Store.filteredPacks.selectedRow
                 Accessible.role: Accessible.List
-                Accessible.name: "Catalogue"
+                Accessible.name: qsTr("Catalogue")
                 ScrollBar.vertical: ScrollBar {}
 
-                Keys.onUpPressed: root.store.selectedPackID = PackPresentation.adjacentPackID(
-                                      root.store.filteredPacks, root.store.selectedPackID, -1)
-                Keys.onDownPressed: root.store.selectedPackID = PackPresentation.adjacentPackID(
-                                        root.store.filteredPacks, root.store.selectedPackID, 1)
+                Keys.onUpPressed: Store.selectedPackID = PackPresentation.adjacentPackID(
+                                      Store.filteredPacks, Store.selectedPackID, -1)
+                Keys.onDownPressed: Store.selectedPackID = PackPresentation.adjacentPackID(
+                                        Store.filteredPacks, Store.selectedPackID, 1)
 
                 Label {
                     objectName: "noMatchingPacks"
                     anchors.horizontalCenter: parent.horizontalCenter
                     y: 24
                     visible: list.count === 0
-                    text: root.store.searchText.length > 0 ? "No packs match this search."
-                                                           : "No installed packs yet."
+                    text: Store.searchText.length > 0 ? qsTr("No packs match this search.")
+                                                           : qsTr("No installed packs yet.")
                     font.pixelSize: 13
                     color: LaunchPalette.slate
                 }
 
                 delegate: PackListRow {
-                    required property var modelData
+                    id: packRow
+
+                    required property int index
 
                     width: list.width
-                    pack: modelData
-                    selected: modelData.id === root.store.selectedPackID
+                    selected: packRow.index === list.currentIndex
                     focused: list.activeFocus
                     onClicked: {
-                        root.store.selectedPackID = modelData.id
+                        Store.selectedPackID = packRow.pack.id
                         list.forceActiveFocus()
                     }
                 }

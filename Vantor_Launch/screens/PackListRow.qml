@@ -17,7 +17,7 @@ AbstractButton {
     hoverEnabled: true
     implicitHeight: row.implicitHeight + 16
     Accessible.role: Accessible.ListItem
-    Accessible.name: PackPresentation.isInstalled(root.pack) ? root.pack.name + ", Installed"
+    Accessible.name: PackPresentation.isInstalled(root.pack) ? qsTr("%1, Installed").arg(root.pack.name)
                                                              : root.pack.name
     Accessible.selectable: true
     Accessible.selected: root.selected
@@ -60,7 +60,7 @@ AbstractButton {
 
             Label {
                 visible: PackPresentation.isInstalled(root.pack)
-                text: "Installed"
+                text: qsTr("Installed")
                 font.pixelSize: 11
                 color: LaunchPalette.slate
             }

@@ -54,10 +54,10 @@ QVariantList PackPresentation::factsFor(const ContentPack& pack, const QLocale& 
     return facts;
 }
 
-QVariantMap PackPresentation::progressFor(const QVariant& entry, const QLocale& locale) {
-    const QVariantMap map = entry.toMap();
-    const double received = std::max(0.0, map.value(u"received"_s).toDouble());
-    const double expected = map.value(u"expected"_s).toDouble();
+QVariantMap PackPresentation::progressFor(qint64 receivedBytes, qint64 expectedBytes,
+                                          const QLocale& locale) {
+    const double received = double(std::max<qint64>(0, receivedBytes));
+    const double expected = double(expectedBytes);
     const auto size = [&](double bytes) {
         return locale.formattedDataSize(qint64(bytes), 1, QLocale::DataSizeSIFormat);
     };
@@ -73,25 +73,17 @@ QVariantMap PackPresentation::progressFor(const QVariant& entry, const QLocale& 
     return progress;
 }
 
-QString PackPresentation::adjacentPackIDIn(const QVariantList& packs, const QString& currentID,
-                                           int offset) {
+QString PackPresentation::adjacentPackIDIn(const QList<ContentPack>& packs,
+                                           const QString& currentID, int offset) {
     if (packs.isEmpty())
         return {};
     qsizetype current = -1;
     for (qsizetype i = 0; i < packs.size(); ++i) {
-        if (packs[i].value<ContentPack>().id == currentID)
+        if (packs[i].id == currentID)
             current = i;
     }
     if (current < 0)
-        return packs.constFirst().value<ContentPack>().id;
+        return packs.constFirst().id;
     const qsizetype next = std::clamp<qsizetype>(current + offset, 0, packs.size() - 1);
-    return packs[next].value<ContentPack>().id;
-}
-
-QVariant PackPresentation::packWithIDIn(const QVariantList& packs, const QString& packID) {
-    for (const QVariant& pack : packs) {
-        if (!packID.isEmpty() && pack.value<ContentPack>().id == packID)
-            return pack;
-    }
-    return {};
+    return packs[next].id;
 }

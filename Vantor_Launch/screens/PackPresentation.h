@@ -1,6 +1,7 @@
 #pragma once
 
 #include "foundation/ContentPack.h"
+#include "store/ContentPackListModel.h"
 
 #include <QColor>
 #include <QObject>
@@ -28,16 +29,14 @@ public:
     // "Version", "Download size" and "Included content" for the values the pack has, in that
     // order, each a map with "label" and "value". Counts are grouped in the locale's way.
     static QVariantList factsFor(const ContentPack& pack, const QLocale& locale = QLocale());
-    // The store's progress entry of a downloading pack (a map with "received" and "expected"
-    // bytes, or nothing): "fraction" between 0 and 1, or -1 while the size is unknown, and the
-    // amount received as "text".
-    static QVariantMap progressFor(const QVariant& entry, const QLocale& locale = QLocale());
+    // A downloading pack's bytes (an unknown size is 0): "fraction" between 0 and 1, or -1 while
+    // the size is unknown, and the amount received as "text".
+    static QVariantMap progressFor(qint64 received, qint64 expected,
+                                   const QLocale& locale = QLocale());
     // The id `offset` places away from `currentID` in `packs`, kept at the list's ends; the first
     // pack when the current one is not listed; empty for an empty list.
-    static QString adjacentPackIDIn(const QVariantList& packs, const QString& currentID,
+    static QString adjacentPackIDIn(const QList<ContentPack>& packs, const QString& currentID,
                                     int offset);
-    // The pack of `packs` with that id, or nothing.
-    static QVariant packWithIDIn(const QVariantList& packs, const QString& packID);
 
     static QVariantList filters();
     // The list row's mark: a green check for an installed pack, a photo stack otherwise.
@@ -55,12 +54,11 @@ public:
     Q_INVOKABLE QString actionTitle(const ContentPack& pack) const { return actionTitleFor(pack); }
     Q_INVOKABLE bool opensCreator(const ContentPack& pack) const { return opensCreatorFor(pack); }
     Q_INVOKABLE QVariantList facts(const ContentPack& pack) const { return factsFor(pack); }
-    Q_INVOKABLE QVariantMap progress(const QVariant& entry) const { return progressFor(entry); }
-    Q_INVOKABLE QString adjacentPackID(const QVariantList& packs, const QString& currentID,
-                                       int offset) const {
-        return adjacentPackIDIn(packs, currentID, offset);
+    Q_INVOKABLE QVariantMap progress(qint64 received, qint64 expected) const {
+        return progressFor(received, expected);
     }
-    Q_INVOKABLE QVariant packWithID(const QVariantList& packs, const QString& packID) const {
-        return packWithIDIn(packs, packID);
+    Q_INVOKABLE QString adjacentPackID(ContentPackListModel* packs, const QString& currentID,
+                                       int offset) const {
+        return packs ? adjacentPackIDIn(packs->packs(), currentID, offset) : QString();
     }
 };

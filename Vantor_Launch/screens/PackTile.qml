@@ -16,7 +16,7 @@ AbstractButton {
     padding: 10
     Accessible.role: Accessible.Button
     Accessible.name: root.pack.name
-    Accessible.description: "Shows Content Pack details"
+    Accessible.description: qsTr("Shows Content Pack details")
 
     background: Rectangle {
         radius: 12
@@ -35,7 +35,7 @@ AbstractButton {
             Layout.fillWidth: true
             Layout.preferredHeight: root.artworkHeight
             url: root.pack.artwork
-            accessibleName: root.pack.name + " collection artwork"
+            accessibleName: qsTr("%1 collection artwork").arg(root.pack.name)
         }
 
         Label {
@@ -60,7 +60,7 @@ AbstractButton {
         Label {
             objectName: "tileInstalled"
             visible: PackPresentation.isInstalled(root.pack)
-            text: "Installed"
+            text: qsTr("Installed")
             font.pixelSize: 11
             font.weight: Font.Medium
             color: LaunchPalette.green

@@ -16,6 +16,7 @@ class PanelLocationChooser : public QObject, public ApplicationLocationChooser {
     QML_ELEMENT
     QML_UNCREATABLE("Built by the application entry")
     Q_PROPERTY(QString title READ title NOTIFY requestChanged)
+    Q_PROPERTY(QString message READ message NOTIFY requestChanged)
     Q_PROPERTY(QString prompt READ prompt NOTIFY requestChanged)
     Q_PROPERTY(bool choosing READ choosing NOTIFY requestChanged)
     // Where the panel opens.
@@ -28,6 +29,7 @@ public:
     QCoro::Task<std::optional<QUrl>> chooseApplication(Request request) override;
 
     QString title() const { return m_request.title; }
+    QString message() const { return m_request.message; }
     QString prompt() const { return m_request.prompt; }
     bool choosing() const { return m_pending != nullptr; }
     QUrl folder() const { return m_folder; }

@@ -1,5 +1,6 @@
 #include "QmlEngineSetup.h"
 
+#include "StoreSingleton.h"
 #include "SymbolImageProvider.h"
 #include "UiPalette.h"
 
@@ -8,8 +9,9 @@
 
 using namespace Qt::StringLiterals;
 
-void prepareQmlEngine(QQmlEngine& engine) {
+void prepareQmlEngine(QQmlEngine& engine, LaunchStore& store) {
     engine.addImportPath(u"qrc:/"_s);
+    StoreSingleton::attach(engine, store);
     engine.addImageProvider(u"symbol"_s, new SymbolImageProvider);
     // The launcher always uses the dark appearance, whatever the desktop's theme.
     QGuiApplication::setPalette(UiPalette::controls());

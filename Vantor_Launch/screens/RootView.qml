@@ -10,7 +10,6 @@ import Vantor.Launch
 SplitView {
     id: root
 
-    required property var store
     required property var launcher
 
     orientation: Qt.Horizontal
@@ -24,7 +23,6 @@ SplitView {
         SplitView.minimumWidth: 230
         SplitView.preferredWidth: 270
         SplitView.maximumWidth: 320
-        store: root.store
     }
 
     Item {
@@ -65,26 +63,25 @@ SplitView {
                 Layout.rightMargin: 20
                 Layout.fillWidth: true
                 Layout.maximumWidth: 880
-                visible: root.store.hasMessage
-                message: root.store.message
-                onDismiss: root.store.dismissMessage()
+                visible: Store.hasMessage
+                message: Store.message
+                onDismiss: Store.dismissMessage()
             }
 
             LaunchDetail {
                 Layout.fillWidth: true
                 Layout.fillHeight: true
-                store: root.store
                 launcher: root.launcher
             }
         }
 
         RunningUpdateAlert {
-            store: root.store
         }
 
-        BrowserSignInSheet { store: root.store }
+        BrowserSignInSheet {}
 
         ApplicationLocationPanel {
+            anchors.fill: parent
             chooser: root.launcher.locationChooser
         }
     }

@@ -10,7 +10,6 @@ import Vantor.Launch
 Dialog {
     id: root
 
-    required property var store
 
     objectName: "runningUpdateAlert"
     parent: T.Overlay.overlay
@@ -18,7 +17,7 @@ Dialog {
     width: 440
     modal: true
     closePolicy: Popup.CloseOnEscape
-    title: "Vantor Director is open"
+    title: qsTr("Vantor Director is open")
     padding: 20
 
     T.Overlay.modal: Rectangle {
@@ -43,7 +42,7 @@ Dialog {
 
     Label {
         width: parent.width
-        text: "Vantor Director must close to install the update. Update Now will close it, install the verified update, and reopen the app. Save any work before continuing."
+        text: qsTr("Vantor Director must close to install the update. Update Now will close it, install the verified update, and reopen the app. Save any work before continuing.")
         wrapMode: Text.WordWrap
         color: LaunchPalette.paper
         lineHeight: 1.15
@@ -58,12 +57,12 @@ Dialog {
 
         LaunchButton {
             objectName: "remindLaterButton"
-            text: "Remind me later"
+            text: qsTr("Remind me later")
             DialogButtonBox.buttonRole: DialogButtonBox.RejectRole
         }
         LaunchButton {
             objectName: "updateNowButton"
-            text: "Update Now"
+            text: qsTr("Update Now")
             highlighted: true
             DialogButtonBox.buttonRole: DialogButtonBox.AcceptRole
         }
@@ -71,20 +70,20 @@ Dialog {
 
     // Opened and closed imperatively: a binding would be broken by the first close.
     function follow() {
-        root.visible = root.store.runningUpdatePromptAppID !== ""
+        root.visible = Store.runningUpdatePromptAppID !== ""
     }
 
     Component.onCompleted: root.follow()
 
     property Connections promptChanges: Connections {
-        target: root.store
+        target: Store
 
         function onRunningUpdatePromptAppIDChanged() {
             root.follow()
         }
     }
 
-    onAccepted: root.store.confirmRunningUpdatePrompt()
-    onRejected: root.store.dismissRunningUpdate()
-    onClosed: root.store.dismissRunningUpdate()
+    onAccepted: Store.confirmRunningUpdatePrompt()
+    onRejected: Store.dismissRunningUpdate()
+    onClosed: Store.dismissRunningUpdate()
 }

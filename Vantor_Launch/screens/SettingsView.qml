@@ -8,19 +8,18 @@ import Vantor.Launch
 ColumnLayout {
     id: root
 
-    required property var store
     required property var launcher
 
     spacing: 20
 
     FormGroup {
         Layout.fillWidth: true
-        title: "Updates"
+        title: qsTr("Updates")
 
         LabeledValue {
             Layout.fillWidth: true
-            label: "Automatic checks"
-            value: "At launch and every 6 hours"
+            label: qsTr("Automatic checks")
+            value: qsTr("At launch and every 6 hours")
         }
 
         RowLayout {
@@ -28,22 +27,22 @@ ColumnLayout {
 
             Label {
                 Layout.fillWidth: true
-                text: "Include beta releases"
+                text: qsTr("Include beta releases")
                 color: LaunchPalette.paper
                 font.pixelSize: 13
             }
 
             LaunchSwitch {
                 objectName: "betaSwitch"
-                checked: root.store.includesBetaReleases
-                Accessible.name: "Include beta releases"
-                onToggled: root.store.includesBetaReleases = checked
+                checked: Store.includesBetaReleases
+                Accessible.name: qsTr("Include beta releases")
+                onToggled: Store.includesBetaReleases = checked
             }
         }
 
         Label {
             Layout.fillWidth: true
-            text: "Automatic installation is never performed. Beta participation is opt-in."
+            text: qsTr("Automatic installation is never performed. Beta participation is opt-in.")
             font.pixelSize: 11
             color: LaunchPalette.slate
             wrapMode: Text.WordWrap
@@ -52,14 +51,14 @@ ColumnLayout {
 
     FormGroup {
         Layout.fillWidth: true
-        title: "Menu Bar"
+        title: qsTr("Menu Bar")
 
         RowLayout {
             Layout.fillWidth: true
 
             Label {
                 Layout.fillWidth: true
-                text: "Show Vantor Launcher in the menu bar"
+                text: qsTr("Show Vantor Launcher in the menu bar")
                 color: LaunchPalette.paper
                 font.pixelSize: 13
             }
@@ -67,14 +66,14 @@ ColumnLayout {
             LaunchSwitch {
                 objectName: "menuBarSwitch"
                 checked: root.launcher.showsMenuBarItem
-                Accessible.name: "Show Vantor Launcher in the menu bar"
+                Accessible.name: qsTr("Show Vantor Launcher in the menu bar")
                 onToggled: root.launcher.showsMenuBarItem = checked
             }
         }
 
         Label {
             Layout.fillWidth: true
-            text: "Quickly open Vantor apps, browse Content Packs and check for updates."
+            text: qsTr("Quickly open Vantor apps, browse Content Packs and check for updates.")
             font.pixelSize: 11
             color: LaunchPalette.slate
             wrapMode: Text.WordWrap

@@ -7,11 +7,10 @@ import Vantor.Launch
 DarkWindow {
     id: window
 
-    required property var store
     required property var launcher
 
     objectName: "launcher-settings"
-    title: "Vantor Launcher Settings"
+    title: qsTr("Vantor Launcher Settings")
     width: 560
     minimumWidth: 560
     maximumWidth: 560
@@ -24,7 +23,6 @@ DarkWindow {
 
         anchors.fill: parent
         anchors.margins: 24
-        store: window.store
         launcher: window.launcher
     }
 }

@@ -9,19 +9,18 @@ import Vantor.Launch
 ColumnLayout {
     id: root
 
-    required property var store
 
     spacing: 10
 
     ColumnLayout {
         objectName: "signedOutAccount"
         Layout.fillWidth: true
-        visible: root.store.account === undefined
+        visible: Store.account === undefined
         spacing: 8
 
         StatusLabel {
             Layout.fillWidth: true
-            text: "Website account"
+            text: qsTr("Website account")
             symbol: "person.crop.circle"
             color: LaunchPalette.paper
             font.pixelSize: 13
@@ -30,7 +29,7 @@ ColumnLayout {
 
         Label {
             Layout.fillWidth: true
-            text: "Sign in to sync your Content Packs and account details."
+            text: qsTr("Sign in to sync your Content Packs and account details.")
             font.pixelSize: 11
             color: LaunchPalette.slate
             wrapMode: Text.WordWrap
@@ -38,23 +37,23 @@ ColumnLayout {
 
         LaunchButton {
             objectName: "signInButton"
-            text: "Sign in"
+            text: qsTr("Sign in")
             highlighted: true
-            enabled: root.store.signInConfigured
-            onClicked: root.store.requestSignIn()
+            enabled: Store.signInConfigured
+            onClicked: Store.requestSignIn()
         }
     }
 
     ColumnLayout {
         objectName: "signedInAccount"
         Layout.fillWidth: true
-        visible: root.store.account !== undefined
+        visible: Store.account !== undefined
         spacing: 8
 
         StatusLabel {
             objectName: "accountName"
             Layout.fillWidth: true
-            text: root.store.account === undefined ? "" : root.store.account.displayName
+            text: Store.account === undefined ? "" : Store.account.displayName
             symbol: "person.crop.circle.fill"
             color: LaunchPalette.paper
             font.pixelSize: 13
@@ -66,7 +65,7 @@ ColumnLayout {
             id: status
 
             Layout.fillWidth: true
-            syncState: root.store.syncState
+            syncState: Store.syncState
         }
 
         RowLayout {
@@ -74,17 +73,17 @@ ColumnLayout {
 
             LaunchButton {
                 objectName: "syncButton"
-                text: "Sync"
+                text: qsTr("Sync")
                 small: true
                 enabled: !status.syncing
-                onClicked: root.store.requestRefreshAccount()
+                onClicked: Store.requestRefreshAccount()
             }
 
             LaunchButton {
                 objectName: "signOutButton"
-                text: "Sign out"
+                text: qsTr("Sign out")
                 small: true
-                onClicked: root.store.requestSignOut()
+                onClicked: Store.requestSignOut()
             }
         }
     }

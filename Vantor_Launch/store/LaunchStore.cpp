@@ -1,25 +1,13 @@
 #include "store/LaunchStore.h"
 
 #include "foundation/SemanticVersion.h"
+#include "store/StoreViewModels.h"
 
 #include <QLocale>
 
 using namespace Qt::StringLiterals;
 using Launch::InstallationState;
 using Launch::PackInstallation;
-
-namespace {
-
-template <typename T>
-QVariantList toVariantList(const QList<T>& values) {
-    QVariantList list;
-    list.reserve(values.size());
-    for (const T& value : values)
-        list.append(QVariant::fromValue(value));
-    return list;
-}
-
-} // namespace
 
 LaunchStore::LaunchStore(QObject* parent)
     : LaunchStore(LaunchCollaborators::production(LaunchConfiguration::production()), parent) {}
@@ -249,24 +237,34 @@ std::optional<InstalledApp> LaunchStore::appWithID(const QString& appID) const {
     return app ? std::optional<InstalledApp>(*app) : std::nullopt;
 }
 
-QVariantList LaunchStore::appsForView() const {
-    return toVariantList(m_apps);
+StoreViewModels& LaunchStore::viewModels() {
+    if (!m_viewModels)
+        m_viewModels = new StoreViewModels(*this);
+    return *m_viewModels;
+}
+
+ApplicationListModel* LaunchStore::appsForView() {
+    return &viewModels().apps;
 }
 
 QVariant LaunchStore::accountForView() const {
     return m_account ? QVariant::fromValue(*m_account) : QVariant();
 }
 
-QVariantList LaunchStore::packsForView() const {
-    return toVariantList(m_packs);
+ContentPackListModel* LaunchStore::packsForView() {
+    return &viewModels().packs;
 }
 
-QVariantList LaunchStore::publicPacksForView() const {
-    return toVariantList(m_publicPacks);
+ContentPackListModel* LaunchStore::publicPacksForView() {
+    return &viewModels().publicPacks;
 }
 
-QVariantList LaunchStore::filteredPacksForView() const {
-    return toVariantList(filteredPacks());
+ContentPackListModel* LaunchStore::filteredPacksForView() {
+    return &viewModels().filteredPacks;
+}
+
+ContentPackListModel* LaunchStore::selectedPackForView() {
+    return &viewModels().selectedPack;
 }
 
 QVariant LaunchStore::queuedUpdateApplicationForView() const {

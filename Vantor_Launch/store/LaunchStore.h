@@ -5,6 +5,8 @@
 #include "foundation/ContentPack.h"
 #include "foundation/InstalledApp.h"
 #include "foundation/WebsiteAccount.h"
+#include "store/ApplicationListModel.h"
+#include "store/ContentPackListModel.h"
 #include "store/LaunchCollaborators.h"
 
 #include <QCoroTask>
@@ -16,6 +18,7 @@
 #include <optional>
 
 class GenerationTicket;
+class StoreViewModels;
 
 // The single source of truth of the launcher. Every view reads its properties and calls its
 // operations; every flow runs here, on the main thread. The flows of each feature are defined in
@@ -26,9 +29,11 @@ class LaunchStore : public QObject {
 
     Q_PROPERTY(
         Launch::LaunchSection selection READ selection WRITE setSelection NOTIFY selectionChanged)
-    Q_PROPERTY(QVariantList apps READ appsForView NOTIFY appsChanged)
+    // The lists are models that signal the rows that change; each pack row carries its download's
+    // progress.
+    Q_PROPERTY(ApplicationListModel* apps READ appsForView CONSTANT)
     Q_PROPERTY(QVariant account READ accountForView NOTIFY accountChanged)
-    Q_PROPERTY(QVariantList packs READ packsForView NOTIFY packsChanged)
+    Q_PROPERTY(ContentPackListModel* packs READ packsForView CONSTANT)
     Q_PROPERTY(AccountSyncState syncState READ syncState NOTIFY syncStateChanged)
     Q_PROPERTY(QDateTime lastSuccessfulSync READ lastSuccessfulSyncForView NOTIFY
                    lastSuccessfulSyncChanged)
@@ -55,7 +60,7 @@ class LaunchStore : public QObject {
     Q_PROPERTY(qint64 modeGeneration READ modeGeneration NOTIFY modeGenerationChanged)
     Q_PROPERTY(bool isSigningOut READ isSigningOut NOTIFY isSigningOutChanged)
     Q_PROPERTY(bool isWaitingForBrowser READ isWaitingForBrowser NOTIFY isWaitingForBrowserChanged)
-    Q_PROPERTY(QVariantList publicPacks READ publicPacksForView NOTIFY publicPacksChanged)
+    Q_PROPERTY(ContentPackListModel* publicPacks READ publicPacksForView CONSTANT)
     Q_PROPERTY(bool hasLoadedPublicCatalogue READ hasLoadedPublicCatalogue NOTIFY
                    hasLoadedPublicCatalogueChanged)
     Q_PROPERTY(QString reopenAfterUpdateAppID READ reopenAfterUpdateAppIDForView NOTIFY
@@ -68,11 +73,11 @@ class LaunchStore : public QObject {
                    lastAutomaticSyncAttemptChanged)
     Q_PROPERTY(QVariantMap securityScopedApplicationURLs READ securityScopedApplicationURLsForView
                    NOTIFY securityScopedApplicationURLsChanged)
-    // Pack id to {"received": bytes, "expected": bytes} while that pack downloads.
-    Q_PROPERTY(QVariantMap packProgress READ packProgress NOTIFY packProgressChanged)
 
-    // Derived on every read.
-    Q_PROPERTY(QVariantList filteredPacks READ filteredPacksForView NOTIFY filteredPacksChanged)
+    // Derived.
+    Q_PROPERTY(ContentPackListModel* filteredPacks READ filteredPacksForView CONSTANT)
+    // The selected pack as a list of zero rows or one, so that its detail follows its changes.
+    Q_PROPERTY(ContentPackListModel* selectedPack READ selectedPackForView CONSTANT)
     Q_PROPERTY(int updateCount READ updateCount NOTIFY updateCountChanged)
 
     // The fixed configuration, for the views that describe it.
@@ -134,6 +139,7 @@ public:
     const std::optional<AvailableApplicationRelease>& availableDirectorRelease() const {
         return m_availableDirectorRelease;
     }
+    // Pack id to {"received": bytes, "expected": bytes} while that pack downloads.
     const QVariantMap& packProgress() const { return m_packProgress; }
 
     // Fixed collaborators.
@@ -304,9 +310,10 @@ private:
     QCoro::Task<> followNotifications(int kind);
 
     // View adapters.
-    QVariantList appsForView() const;
+    StoreViewModels& viewModels();
+    ApplicationListModel* appsForView();
     QVariant accountForView() const;
-    QVariantList packsForView() const;
+    ContentPackListModel* packsForView();
     QDateTime lastSuccessfulSyncForView() const {
         return m_lastSuccessfulSync.value_or(QDateTime());
     }
@@ -317,7 +324,7 @@ private:
         return m_runningUpdatePromptAppID.value_or(QString());
     }
     QString updatingAppIDForView() const { return m_updatingAppID.value_or(QString()); }
-    QVariantList publicPacksForView() const;
+    ContentPackListModel* publicPacksForView();
     QString reopenAfterUpdateAppIDForView() const {
         return m_reopenAfterUpdateAppID.value_or(QString());
     }
@@ -327,7 +334,8 @@ private:
         return m_lastAutomaticSyncAttempt.value_or(QDateTime());
     }
     QVariantMap securityScopedApplicationURLsForView() const;
-    QVariantList filteredPacksForView() const;
+    ContentPackListModel* filteredPacksForView();
+    ContentPackListModel* selectedPackForView();
     QString directorName() const { return configuration().director.name; }
     QString creatorName() const { return configuration().creator.name; }
     bool signInConfigured() const { return configuration().isSignInConfigured(); }
@@ -365,6 +373,8 @@ private:
     std::optional<QString> m_reopenAfterUpdateAppID;
     std::optional<AvailableApplicationRelease> m_availableDirectorRelease;
     QVariantMap m_packProgress;
+    // Made when a view first reads a list.
+    StoreViewModels* m_viewModels = nullptr;
 
     // Workspace notifications waiting for their refresh, per kind (launch, termination).
     int m_pendingNotifications[2] = {0, 0};

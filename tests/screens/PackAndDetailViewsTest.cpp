@@ -17,13 +17,6 @@ using Launch::PackInstallation;
 namespace {
 
 // What assistive technology reads for an item: its Accessible attached properties.
-QVariant accessible(QObject* item, const char* property) {
-    for (QObject* child : item->children()) {
-        if (qstrcmp(child->metaObject()->className(), "QQuickAccessibleAttached") == 0)
-            return child->property(property);
-    }
-    return {};
-}
 
 // A sheet's own items, which the window shows in its overlay.
 QQuickItem* sheetContent(QObject* sheet) {
@@ -103,6 +96,8 @@ private Q_SLOTS:
         QTRY_VERIFY(isOpen(sheet));
         QCOMPARE(textOf(harness.find(content, u"detailName"_s)), u"Vantor Director"_s);
         QCOMPARE(textOf(harness.find(content, u"detailOpenButton"_s)), u"Open"_s);
+        QCOMPARE(large->property("filename").toString(),
+                 AppDetailProfiles::director().screenshotNames[0]);
     }
 
     void overviewShowsATileForEachPackAndATileOpensItsPack() {

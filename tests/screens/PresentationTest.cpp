@@ -77,10 +77,10 @@ QStringList factLines(const QVariantList& facts) {
     return lines;
 }
 
-QVariantList packList(const QStringList& ids) {
-    QVariantList packs;
+QList<ContentPack> packList(const QStringList& ids) {
+    QList<ContentPack> packs;
     for (const QString& id : ids)
-        packs.append(QVariant::fromValue(makePack(id, id)));
+        packs.append(makePack(id, id));
     return packs;
 }
 
@@ -350,23 +350,22 @@ private Q_SLOTS:
     }
 
     void installProgressIsAFractionAndTheAmountReceived_data() {
-        QTest::addColumn<QVariant>("entry");
+        QTest::addColumn<qint64>("received");
+        QTest::addColumn<qint64>("expected");
         QTest::addColumn<double>("fraction");
         QTest::addColumn<QString>("text");
-        const auto entry = [](double received, double expected) {
-            return QVariant(QVariantMap{{u"received"_s, received}, {u"expected"_s, expected}});
-        };
-        QTest::newRow("halfway") << entry(1'500'000, 3'000'000) << 0.5 << u"1.5 MB of 3.0 MB"_s;
-        QTest::newRow("more than announced") << entry(4'000, 2'000) << 1.0 << u"4.0 kB of 2.0 kB"_s;
-        QTest::newRow("size unknown") << entry(2'500'000, 0) << -1.0 << u"2.5 MB received"_s;
-        QTest::newRow("nothing yet") << QVariant() << -1.0 << QString();
+        QTest::newRow("halfway") << 1'500'000LL << 3'000'000LL << 0.5 << u"1.5 MB of 3.0 MB"_s;
+        QTest::newRow("more than announced") << 4'000LL << 2'000LL << 1.0 << u"4.0 kB of 2.0 kB"_s;
+        QTest::newRow("size unknown") << 2'500'000LL << 0LL << -1.0 << u"2.5 MB received"_s;
+        QTest::newRow("nothing yet") << 0LL << 0LL << -1.0 << QString();
     }
 
     void installProgressIsAFractionAndTheAmountReceived() {
-        QFETCH(QVariant, entry);
+        QFETCH(qint64, received);
+        QFETCH(qint64, expected);
         QFETCH(double, fraction);
         QFETCH(QString, text);
-        const QVariantMap progress = PackPresentation::progressFor(entry, english);
+        const QVariantMap progress = PackPresentation::progressFor(received, expected, english);
         QCOMPARE(progress.value(u"fraction"_s).toDouble(), fraction);
         QCOMPARE(progress.value(u"text"_s).toString(), text);
     }
@@ -387,7 +386,7 @@ private Q_SLOTS:
         QFETCH(QString, current);
         QFETCH(int, offset);
         QFETCH(QString, next);
-        const QVariantList packs = packList({u"a"_s, u"b"_s, u"c"_s});
+        const QList<ContentPack> packs = packList({u"a"_s, u"b"_s, u"c"_s});
         QCOMPARE(PackPresentation::adjacentPackIDIn(packs, current, offset), next);
         QCOMPARE(PackPresentation::adjacentPackIDIn({}, current, offset), QString());
     }

@@ -23,9 +23,8 @@ ViewHarness::ViewHarness(StoreFixture& fixture, bool demo)
                          QStringLiteral(LAUNCHER_BUILD), nullptr}),
         m_locationChooser);
     m_engine = std::make_unique<QQmlApplicationEngine>();
-    prepareQmlEngine(*m_engine);
-    m_engine->setInitialProperties({{u"store"_s, QVariant::fromValue(m_store.get())},
-                                    {u"launcher"_s, QVariant::fromValue(m_launcher.get())}});
+    prepareQmlEngine(*m_engine, *m_store);
+    m_engine->setInitialProperties({{u"launcher"_s, QVariant::fromValue(m_launcher.get())}});
     m_engine->load(QUrl(u"qrc:/Vantor/Launch/Main.qml"_s));
     if (m_engine->rootObjects().isEmpty())
         qFatal("Main.qml did not load");

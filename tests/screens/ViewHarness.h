@@ -48,6 +48,15 @@ inline QString textOf(QObject* object) {
     return object ? object->property("text").toString() : QString();
 }
 
+// A property of the item's Accessible attached object.
+inline QVariant accessible(QObject* item, const char* property) {
+    for (QObject* child : item->children()) {
+        if (qstrcmp(child->metaObject()->className(), "QQuickAccessibleAttached") == 0)
+            return child->property(property);
+    }
+    return {};
+}
+
 inline bool isShown(QObject* object) {
     auto* item = qobject_cast<QQuickItem*>(object);
     return item && item->isVisible();

@@ -193,6 +193,13 @@ private Q_SLOTS:
         harness.store().setMessage(u"Second outcome."_s);
         QVERIFY(banner->isVisible());
         QCOMPARE(textOf(text), u"Second outcome."_s);
+        // For the keyboard and assistive tools, one element: the message, which Space dismisses.
+        QCOMPARE(accessible(banner, "name").toString(), u"Second outcome."_s);
+        QVERIFY(accessible(harness.item(u"dismissButton"_s), "ignored").toBool());
+        banner->forceActiveFocus();
+        QTest::keyClick(harness.mainWindow(), Qt::Key_Space);
+        QCOMPARE(harness.store().message(), std::nullopt);
+        harness.store().setMessage(u"Second outcome."_s);
 
         // A long message wraps inside the banner, the dismiss button after it at the banner's end.
         harness.store().setMessage(
@@ -328,8 +335,14 @@ private Q_SLOTS:
         harness.click(harness.item(director, u"locateButton"_s));
         QTRY_VERIFY(shownFolderPanel());
         QCOMPARE(harness.locationChooser().title(), u"Locate Vantor Director"_s);
+        QQuickItem* message = harness.item(u"locationMessage"_s);
+        QVERIFY(isShown(message));
+        QCOMPARE(
+            textOf(message->childItems().constFirst()),
+            u"Select the Vantor Director application. Its bundle identifier will be verified."_s);
         shownFolderPanel()->reject();
         QTRY_VERIFY(!harness.locationChooser().choosing());
+        QVERIFY(!isShown(message));
         QCOMPARE(harness.store().message(), std::nullopt);
 
         // A folder that is not an application keeps the panel open inside it.

@@ -99,9 +99,8 @@ bool capture(const Shot& shot, const QDir& folder) {
                          services.locationChooser());
 
     QQmlApplicationEngine engine;
-    prepareQmlEngine(engine);
-    engine.setInitialProperties({{u"store"_s, QVariant::fromValue(store.get())},
-                                 {u"launcher"_s, QVariant::fromValue(&launcher)}});
+    prepareQmlEngine(engine, *store);
+    engine.setInitialProperties({{u"launcher"_s, QVariant::fromValue(&launcher)}});
     engine.load(QUrl(u"qrc:/Vantor/Launch/Main.qml"_s));
     if (engine.rootObjects().isEmpty())
         return false;

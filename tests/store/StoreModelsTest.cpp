@@ -1,0 +1,89 @@
+#include "StoreDoubles.h"
+
+#include <QSignalSpy>
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+using Launch::PackInstallation;
+
+namespace {
+
+QStringList idsIn(const ContentPackListModel& model) {
+    QStringList ids;
+    for (int row = 0; row < model.rowCount(); ++row)
+        ids.append(
+            model.data(model.index(row), ContentPackListModel::PackRole).value<ContentPack>().id);
+    return ids;
+}
+
+} // namespace
+
+// The lists as the views read them: a change reaches the views as the rows it touches, never as a
+// reset that would rebuild every delegate.
+class StoreModelsTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void aNewListSignalsOnlyTheRowsThatChanged() {
+        ContentPackListModel model;
+        model.setPacks(
+            {makePack(u"a"_s, u"A"_s), makePack(u"b"_s, u"B"_s), makePack(u"c"_s, u"C"_s)});
+        QSignalSpy resets(&model, &QAbstractItemModel::modelReset);
+        QSignalSpy changed(&model, &QAbstractItemModel::dataChanged);
+        QSignalSpy removed(&model, &QAbstractItemModel::rowsRemoved);
+        QSignalSpy moved(&model, &QAbstractItemModel::rowsMoved);
+        QSignalSpy inserted(&model, &QAbstractItemModel::rowsInserted);
+
+        model.setPacks({makePack(u"a"_s, u"A"_s),
+                        makePack(u"b"_s, u"B"_s, {}, std::nullopt, PackInstallation::installed),
+                        makePack(u"c"_s, u"C"_s)});
+        QCOMPARE(changed.size(), 1);
+        QCOMPARE(changed[0][0].toModelIndex().row(), 1);
+
+        model.setPacks(
+            {makePack(u"d"_s, u"D"_s), makePack(u"c"_s, u"C"_s), makePack(u"a"_s, u"A"_s)});
+        QCOMPARE(idsIn(model), QStringList({u"d"_s, u"c"_s, u"a"_s}));
+        QCOMPARE(removed.size(), 1);
+        QCOMPARE(inserted.size(), 1);
+        QCOMPARE(moved.size(), 1);
+        QCOMPARE(changed.size(), 1);
+        QCOMPARE(resets.size(), 0);
+    }
+
+    void aDownloadAndItsProgressChangeTheirPackRowOnly() {
+        StoreFixture fixture;
+        const WebsiteAccount customer{u"cust-42"_s, u"Ana"_s, u"ana@example.com"_s};
+        fixture.snapshotCache->stored = LaunchAccountSnapshot{1, customer, fixture.clock};
+        fixture.answerStartUp(
+            {fixture.director(), fixture.creator()},
+            {makePack(u"coast"_s, u"Coast"_s), makePack(u"nature"_s, u"Nature"_s)}, customer);
+        auto store = fixture.makeStore();
+        auto* packs = store->property("packs").value<ContentPackListModel*>();
+        QVERIFY(finishes(store->start()));
+        QCOMPARE(idsIn(*packs), QStringList({u"coast"_s, u"nature"_s}));
+        QSignalSpy resets(packs, &QAbstractItemModel::modelReset);
+        QSignalSpy changed(packs, &QAbstractItemModel::dataChanged);
+
+        fixture.accountProvider->manifestCalls.answerWith(LaunchContentPackManifest{});
+        fixture.installer->installCalls.holdCalls();
+        auto task = store->installPack(u"coast"_s);
+        QVERIFY(QTest::qWaitFor([&] { return bool(fixture.installer->progress); }));
+        fixture.installer->progress(10, 100);
+        const QModelIndex coast = packs->index(0);
+        QCOMPARE(coast.data(ContentPackListModel::PackRole).value<ContentPack>().installation,
+                 PackInstallation::downloading);
+        QCOMPARE(coast.data(ContentPackListModel::ReceivedRole).toLongLong(), 10);
+        QCOMPARE(coast.data(ContentPackListModel::ExpectedRole).toLongLong(), 100);
+        for (const QList<QVariant>& signal : changed)
+            QCOMPARE(signal[0].toModelIndex().row(), 0);
+
+        fixture.installer->versions.answerWith(QHash<QString, QString>{{u"coast"_s, u"1.0"_s}});
+        fixture.installer->installCalls.complete({});
+        QVERIFY(finishes(task));
+        QCOMPARE(coast.data(ContentPackListModel::ReceivedRole).toLongLong(), 0);
+        QCOMPARE(resets.size(), 0);
+    }
+};
+
+QTEST_MAIN(StoreModelsTest)
+#include "StoreModelsTest.moc"
