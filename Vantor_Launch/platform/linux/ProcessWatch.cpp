@@ -2,7 +2,10 @@
 
 #include "platform/linux/Pidfd.h"
 
+#include <QFuture>
+#include <QPointer>
 #include <QSocketNotifier>
+#include <QtConcurrent/QtConcurrentRun>
 #include <cerrno>
 #include <unistd.h>
 
@@ -23,7 +26,7 @@ ProcessWatch::ProcessWatch(QObject* parent)
     : QObject(parent) {
     m_clock.start();
     m_timer.setInterval(pollInterval);
-    connect(&m_timer, &QTimer::timeout, this, &ProcessWatch::refresh);
+    connect(&m_timer, &QTimer::timeout, this, &ProcessWatch::poll);
 }
 
 ProcessWatch::~ProcessWatch() = default;
@@ -39,54 +42,101 @@ void ProcessWatch::stop() {
 
 void ProcessWatch::refresh() {
     const qint64 now = m_clock.elapsed();
-    Changes changes;
-    const auto lastCreated = ProcessTable::lastCreatedProcessId();
+    apply(now, read(wanted(now)));
+}
+
+void ProcessWatch::poll() {
+    if (m_polling)
+        return;
+    m_polling = true;
+    const qint64 now = m_clock.elapsed();
+    const quint64 reading = m_readings;
+    QFuture<Reading> found = QtConcurrent::run(&ProcessWatch::read, wanted(now));
+    QPointer<ProcessWatch> self(this);
+    found.then(this, [self, now, reading](const Reading& result) {
+        if (!self)
+            return;
+        self->m_polling = false;
+        // A look made meanwhile (runningApplications() asks for one) knows more than this one.
+        if (self->m_readings == reading)
+            self->apply(now, result);
+    });
+}
+
+ProcessWatch::Wanted ProcessWatch::wanted(qint64 now) const {
+    Wanted wanted;
+    wanted.lastCreated = m_lastCreatedProcessId;
     // Without pidfds only the listing shows that a bundle process has ended.
-    if (m_primed && m_pidfdAvailable && lastCreated && lastCreated == m_lastCreatedProcessId)
-        lookAgain(now, changes);
-    else
-        scan(now, changes);
-    m_lastCreatedProcessId = lastCreated;
+    wanted.listing = !m_primed || !m_pidfdAvailable;
+    for (const auto& [processId, entry] : m_entries)
+        wanted.known.emplace(processId, entry.bundlePath || entry.looksUntil > now);
+    return wanted;
+}
+
+ProcessWatch::Reading ProcessWatch::read(const Wanted& wanted) {
+    Reading reading;
+    reading.lastCreated = ProcessTable::lastCreatedProcessId();
+    const bool listing =
+        wanted.listing || !reading.lastCreated || reading.lastCreated != wanted.lastCreated;
+    if (listing)
+        reading.processIds = ProcessTable::processIds();
+    for (const auto& [processId, again] : wanted.known) {
+        if (again)
+            reading.bundles.emplace(processId, ProcessTable::bundleOf(processId));
+    }
+    if (reading.processIds) {
+        for (const qint64 processId : *reading.processIds) {
+            if (!wanted.known.contains(processId))
+                reading.bundles.emplace(processId, ProcessTable::bundleOf(processId));
+        }
+    }
+    return reading;
+}
+
+// Applies a reading: a listing adds the new processes and drops the gone ones; without one (no
+// process started since the last look) the known young and bundle processes are looked at again,
+// since one may have reached its exec, become a zombie or replaced itself with another program.
+void ProcessWatch::apply(qint64 now, const Reading& reading) {
+    ++m_readings;
+    Changes changes;
+    const auto bundleOf = [&reading](qint64 processId) {
+        const auto found = reading.bundles.find(processId);
+        return found != reading.bundles.end() ? found->second : ProcessTable::bundleOf(processId);
+    };
+    if (reading.processIds) {
+        const bool primed = m_primed;
+        m_primed = true;
+        ++m_sweep;
+        Changes unreported;
+        for (const qint64 processId : *reading.processIds) {
+            auto [it, inserted] = m_entries.try_emplace(processId);
+            Entry& entry = it->second;
+            entry.sweep = m_sweep;
+            if (inserted) {
+                // What ran before the first look has not just started.
+                entry.looksUntil = primed ? now + youngProcessMilliseconds : 0;
+                look(processId, entry, primed ? changes : unreported, bundleOf(processId));
+            } else if (entry.bundlePath || entry.looksUntil > now) {
+                look(processId, entry, changes, bundleOf(processId));
+            }
+        }
+        for (auto it = m_entries.begin(); it != m_entries.end();) {
+            if (it->second.sweep == m_sweep) {
+                ++it;
+                continue;
+            }
+            if (it->second.bundlePath)
+                changes.ended = true;
+            it = m_entries.erase(it);
+        }
+    } else {
+        for (auto& [processId, entry] : m_entries) {
+            if (entry.bundlePath || entry.looksUntil > now)
+                look(processId, entry, changes, bundleOf(processId));
+        }
+    }
+    m_lastCreatedProcessId = reading.lastCreated;
     report(changes);
-}
-
-void ProcessWatch::scan(qint64 now, Changes& changes) {
-    const bool primed = m_primed;
-    m_primed = true;
-    ++m_sweep;
-    Changes unreported;
-
-    for (const qint64 processId : ProcessTable::processIds()) {
-        auto [it, inserted] = m_entries.try_emplace(processId);
-        Entry& entry = it->second;
-        entry.sweep = m_sweep;
-        if (inserted) {
-            // What ran before the first look has not just started.
-            entry.looksUntil = primed ? now + youngProcessMilliseconds : 0;
-            look(processId, entry, primed ? changes : unreported);
-        } else if (entry.bundlePath || entry.looksUntil > now) {
-            look(processId, entry, changes);
-        }
-    }
-
-    for (auto it = m_entries.begin(); it != m_entries.end();) {
-        if (it->second.sweep == m_sweep) {
-            ++it;
-            continue;
-        }
-        if (it->second.bundlePath)
-            changes.ended = true;
-        it = m_entries.erase(it);
-    }
-}
-
-// Nothing has started since the last look, but a young process may have reached its exec, and a
-// bundle process may have become a zombie or replaced itself with another program.
-void ProcessWatch::lookAgain(qint64 now, Changes& changes) {
-    for (auto& [processId, entry] : m_entries) {
-        if (entry.bundlePath || entry.looksUntil > now)
-            look(processId, entry, changes);
-    }
 }
 
 QList<BundleProcess> ProcessWatch::bundleProcesses() const {
@@ -101,15 +151,15 @@ QList<BundleProcess> ProcessWatch::bundleProcesses() const {
     return processes;
 }
 
-void ProcessWatch::look(qint64 processId, Entry& entry, Changes& changes) {
-    std::optional<QString> bundle = ProcessTable::bundleOf(processId);
+void ProcessWatch::look(qint64 processId, Entry& entry, Changes& changes,
+                        const std::optional<QString>& bundle) {
     if (bundle == entry.bundlePath)
         return;
     if (entry.bundlePath)
         changes.ended = true;
     if (bundle)
         changes.started = true;
-    entry.bundlePath = std::move(bundle);
+    entry.bundlePath = bundle;
     if (entry.bundlePath && !entry.endNotifier)
         watchEnd(processId, entry);
 }

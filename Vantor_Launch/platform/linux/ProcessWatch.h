@@ -31,7 +31,8 @@ public:
     void stop();
     bool isActive() const { return m_timer.isActive(); }
 
-    // Brings the table up to date now, reporting what changed since the last look.
+    // Brings the table up to date now, reporting what changed since the last look. The timer's
+    // polls read /proc on a worker instead and apply what they found on this thread.
     void refresh();
     // The bundle processes as of the last look.
     QList<BundleProcess> bundleProcesses() const;
@@ -60,10 +61,27 @@ private:
         bool started = false;
         bool ended = false;
     };
+    // What a look at /proc found: the last process id handed out, the listing (when one was
+    // needed) and the bundle of each process looked at.
+    struct Reading {
+        std::optional<qint64> lastCreated;
+        std::optional<QList<qint64>> processIds;
+        std::unordered_map<qint64, std::optional<QString>> bundles;
+    };
+    // Which processes a reading looks at: those a listing shows for the first time, and the known
+    // ones that are young or run from a bundle.
+    struct Wanted {
+        bool listing = true;
+        std::optional<qint64> lastCreated;
+        std::unordered_map<qint64, bool> known; // process id -> looked at again
+    };
 
-    void scan(qint64 now, Changes& changes);
-    void lookAgain(qint64 now, Changes& changes);
-    void look(qint64 processId, Entry& entry, Changes& changes);
+    Wanted wanted(qint64 now) const;
+    static Reading read(const Wanted& wanted);
+    void apply(qint64 now, const Reading& reading);
+    void poll();
+    void look(qint64 processId, Entry& entry, Changes& changes,
+              const std::optional<QString>& bundle);
     void watchEnd(qint64 processId, Entry& entry);
     void onEnded(qint64 processId);
     void report(const Changes& changes);
@@ -73,6 +91,9 @@ private:
     std::optional<qint64> m_lastCreatedProcessId;
     bool m_primed = false;
     bool m_pidfdAvailable = true;
+    bool m_polling = false;
+    // Bumped by every look, so that a poll's reading that another look overtook is dropped.
+    quint64 m_readings = 0;
     QElapsedTimer m_clock;
     QTimer m_timer;
 };
