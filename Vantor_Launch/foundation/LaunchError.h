@@ -18,22 +18,22 @@ public:
         file
     };
 
-    // The URL loading error codes that the flows tell apart (the values of the platform's codes).
+    // The failures of URL loading that the flows tell apart, named by what they mean.
     enum UrlCode {
-        unknown = -1,
-        cancelled = -999,
-        badURL = -1000,
-        timedOut = -1001,
-        unsupportedURL = -1002,
-        cannotFindHost = -1003,
-        cannotConnectToHost = -1004,
-        networkConnectionLost = -1005,
-        notConnectedToInternet = -1009,
-        badServerResponse = -1011,
-        cannotParseResponse = -1017,
-        userAuthenticationRequired = -1013,
-        secureConnectionFailed = -1200,
-        cannotLoadFromNetwork = -2000,
+        unknown,
+        cancelled,
+        badURL,
+        timedOut,
+        unsupportedURL,
+        cannotFindHost,
+        cannotConnectToHost,
+        networkConnectionLost,
+        notConnectedToInternet,
+        badServerResponse,
+        cannotParseResponse,
+        userAuthenticationRequired,
+        secureConnectionFailed,
+        cannotLoadFromNetwork,
     };
 
     LaunchError(Domain domain, int code, QString description, QString detail = {});
