@@ -378,14 +378,13 @@ private Q_SLOTS:
         const BundleSpec spec{u"com.vantor.director"_s, u"2.5.0 \u03b2"_s, u"2500"_s};
         const QUrl bundle = writeBundle(folder.path(), u"Vantor Director.app"_s, spec);
 
-        QFile file(bundle.toLocalFile() + u"/Contents/Info.plist"_s);
-        QVERIFY(file.open(QIODevice::ReadOnly));
-        QString text = QString::fromUtf8(file.readAll());
-        file.close();
+        const QString plist = bundle.toLocalFile() + u"/Contents/Info.plist"_s;
+        QString text = QString::fromUtf8(readFile(plist));
+        QVERIFY(!text.isEmpty());
         if (encoding != int(QStringConverter::Utf8))
             text.replace(u"encoding=\"UTF-8\""_s, u"encoding=\"UTF-16\""_s);
         QStringEncoder encoder{QStringConverter::Encoding(encoding)};
-        writeFile(file.fileName(), mark + QByteArray(encoder.encode(text)));
+        writeFile(plist, mark + QByteArray(encoder.encode(text)));
 
         const auto metadata = readBundleMetadata(bundle);
         QVERIFY(metadata);

@@ -93,9 +93,7 @@ private Q_SLOTS:
     void unreadableSnapshotStartsSignedOut() {
         StoreFixture fixture;
         fixture.snapshotCache->failsToLoad = true;
-        fixture.discovery->discover.answerWith(QList<InstalledApp>{});
-        fixture.catalogue->load.answerWith(QList<ContentPack>{});
-        fixture.installer->versions.answerWith(QHash<QString, QString>{});
+        fixture.answerStartUp();
         auto store = fixture.makeStore();
 
         QVERIFY(finishes(store->start()));
