@@ -32,21 +32,6 @@ QByteArray nestedManifest(int depth) {
     return document;
 }
 
-// A binary property list whose CFBundleIdentifier is the UTF-16 text "a", U+0000, "b".
-QByteArray binaryPlistWithNulInString() {
-    QByteArray plist("bplist00");
-    plist += QByteArray::fromHex("d10102");                        // dict, key 1 -> value 2
-    plist += QByteArray::fromHex("5f1012") + "CFBundleIdentifier"; // 18 ASCII characters
-    plist += QByteArray::fromHex("63006100000062");                // 3 UTF-16 characters
-    plist += QByteArray::fromHex("080b20");                        // offsets of the objects
-    plist += QByteArray::fromHex("000000000000"
-                                 "0101"
-                                 "0000000000000003"
-                                 "0000000000000000"
-                                 "0000000000000027");
-    return plist;
-}
-
 const QByteArray directorID = "nz.co.halvex.VantorDirector";
 
 QByteArray bigEndian(quint64 value, int size) {
@@ -279,7 +264,10 @@ private Q_SLOTS:
                    '\0' +
                    QByteArray("b</string><key>CFBundleVersion</key><string>2410</string>"
                               "</dict></plist>");
-        QTest::newRow("binary, UTF-16") << binaryPlistWithNulInString();
+        // CFBundleIdentifier is the UTF-16 text "a", U+0000, "b".
+        QTest::newRow("binary, UTF-16") << binaryPropertyList(
+            {binaryContainer(0xD, {1, 2}, 1), binaryText("CFBundleIdentifier"),
+             QByteArray::fromHex("63006100000062")});
     }
 
     void propertyListStringsWithNulAreUnreadable() {
