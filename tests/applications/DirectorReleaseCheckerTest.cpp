@@ -103,7 +103,6 @@ private Q_SLOTS:
     void acceptsOnlySuccessStatuses_data() {
         QTest::addColumn<int>("status");
         QTest::addColumn<bool>("accepted");
-        QTest::newRow("200") << 200 << true;
         QTest::newRow("204") << 204 << true;
         QTest::newRow("299") << 299 << true;
         QTest::newRow("300") << 300 << false;

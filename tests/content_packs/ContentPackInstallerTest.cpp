@@ -1,3 +1,4 @@
+#include "BundleBuilder.h"
 #include "PackFixture.h"
 #include "StoreDoubles.h"
 #include "TaskOutcome.h"
@@ -6,7 +7,6 @@
 #include "content_packs/LaunchContentPackInstallerError.h"
 #include "content_packs/ProductionContentPackInstaller.h"
 
-#include <QDirIterator>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
@@ -17,18 +17,6 @@ namespace {
 
 const QString pack = u"aurora-stage"_s;
 const QString stillPath = u"/files/aurora-stage/aurora-still.vdasset"_s;
-
-// Every file under a folder with its contents, to compare a store before and after.
-QMap<QString, QByteArray> snapshot(const QString& folder) {
-    QMap<QString, QByteArray> files;
-    QDirIterator items(folder, QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
-    while (items.hasNext()) {
-        QFile file(items.next());
-        if (file.open(QIODevice::ReadOnly))
-            files.insert(QDir(folder).relativeFilePath(file.fileName()), file.readAll());
-    }
-    return files;
-}
 
 Manifest::Pack packEntry(const QString& id, const QString& version) {
     return {id, u"Aurora Stage"_s, version, std::nullopt};
@@ -117,7 +105,7 @@ private Q_SLOTS:
     // EndToEndTest::faultsChangeNothing.)
     void anAssetThatCannotBeProvedLeavesTheStoreAsItWas() {
         QVERIFY(install(pack, m_website->packManifest()).value);
-        const auto before = snapshot(m_fixture->fallbackStore());
+        const auto before = filesUnder(m_fixture->fallbackStore());
         Manifest manifest = m_website->packManifest();
         manifest.contentPacks = {packEntry(pack, u"2.0"_s)};
         manifest.assets[1].protectedSHA256Hex = u""_s;
@@ -127,7 +115,7 @@ private Q_SLOTS:
         QVERIFY(outcome.error);
         QCOMPARE(outcome.error->description(),
                  u"The server did not provide an integrity value for Aurora Still."_s);
-        QCOMPARE(snapshot(m_fixture->fallbackStore()), before);
+        QCOMPARE(filesUnder(m_fixture->fallbackStore()), before);
         QVERIFY(m_fixture->stagingFolders().isEmpty());
         QCOMPARE(m_website->server().requestCount(stillPath), requestsBefore);
 
@@ -140,7 +128,7 @@ private Q_SLOTS:
         QCOMPARE(
             longer.error->description(),
             LaunchContentPackInstallerError::integrityFailure(u"Aurora Still"_s).description());
-        QCOMPARE(snapshot(m_fixture->fallbackStore()), before);
+        QCOMPARE(filesUnder(m_fixture->fallbackStore()), before);
         QVERIFY(m_fixture->stagingFolders().isEmpty());
     }
 
@@ -169,7 +157,7 @@ private Q_SLOTS:
         QFETCH(QString, message);
         Manifest manifest = m_website->packManifest();
         QVERIFY(install(pack, manifest).value);
-        const auto before = snapshot(m_fixture->path());
+        const auto before = filesUnder(m_fixture->path());
         const int requestsBefore = m_website->server().requests().size();
 
         manifest.contentPacks = {packEntry(pack, version), packEntry(pack.toUpper(), version)};
@@ -178,7 +166,7 @@ private Q_SLOTS:
         const auto outcome = install(packID, manifest);
         QVERIFY(outcome.error);
         QCOMPARE(outcome.error->description(), message);
-        QCOMPARE(snapshot(m_fixture->path()), before);
+        QCOMPARE(filesUnder(m_fixture->path()), before);
         QCOMPARE(m_website->server().requests().size(), requestsBefore);
     }
 

@@ -125,10 +125,8 @@ private Q_SLOTS:
             ids.append(asset.id);
         QCOMPARE(ids, (QStringList{u"4"_s, u"2"_s, u"1"_s, u"3"_s, u"5"_s}));
 
-        QFile file(store + u"/catalog.json"_s);
-        QVERIFY(file.open(QIODevice::ReadOnly));
-        const QByteArray text = file.readAll();
-        QVERIFY(text.startsWith("[\n  {\n    \"category\": \"c\",\n    \"id\": \"4\",\n"
+        QVERIFY(readFile(store + u"/catalog.json"_s)
+                    .startsWith("[\n  {\n    \"category\": \"c\",\n    \"id\": \"4\",\n"
                                 "    \"installedContentPackVersion\": \"2\",\n"));
     }
 
@@ -149,9 +147,7 @@ private Q_SLOTS:
         const QStringList aside =
             QDir(store).entryList({u"catalog.json.unreadable-*"_s}, QDir::Files);
         QCOMPARE(aside.size(), 1);
-        QFile kept(store + u'/' + aside.first());
-        QVERIFY(kept.open(QIODevice::ReadOnly));
-        QCOMPARE(kept.readAll(), damaged);
+        QCOMPARE(readFile(store + u'/' + aside.first()), damaged);
     }
 
     void legacyContentMergesIntoTheContainerEachTime() {

@@ -66,11 +66,6 @@ QStringList treeContents(const QString& folder) {
     return contents;
 }
 
-QByteArray fileBytes(const QString& path) {
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<absent>");
-}
-
 } // namespace
 
 Q_DECLARE_METATYPE(Fault)
@@ -111,7 +106,7 @@ class EndToEndTest : public QObject {
     }
 
     // Starts of Director processes so far: each writes a line.
-    qsizetype launches() const { return fileBytes(path(u"launches"_s)).count('\n'); }
+    qsizetype launches() const { return readFile(path(u"launches"_s)).count('\n'); }
 
     // Ends every process that runs from a bundle of this run, whoever started it.
     void stopDirectors() {
@@ -397,7 +392,7 @@ private Q_SLOTS:
         QVERIFY(finished(m_store->refreshPackInstallations()));
         const QStringList directorFiles = treeContents(installed());
         const QStringList content = treeContents(contentStore());
-        const QByteArray snapshot = fileBytes(snapshotFile());
+        const QByteArray snapshot = readFile(snapshotFile());
         const qsizetype launched = launches();
         const int requested = m_server->requestCount(target);
 
@@ -451,7 +446,7 @@ private Q_SLOTS:
         QCOMPARE(message(), expected);
         QCOMPARE(treeContents(installed()), directorFiles);
         QCOMPARE(treeContents(contentStore()), content);
-        QCOMPARE(fileBytes(snapshotFile()), snapshot);
+        QCOMPARE(readFile(snapshotFile()), snapshot);
         QCOMPARE(keyringTokens().size(), 2);
         QCOMPARE(leftovers(), QStringList());
     }

@@ -9,8 +9,6 @@
 
 using namespace Qt::StringLiterals;
 
-namespace {} // namespace
-
 class ConfigurationTest : public QObject {
     Q_OBJECT
 

@@ -32,21 +32,6 @@ QByteArray nestedManifest(int depth) {
     return document;
 }
 
-// A binary property list whose CFBundleIdentifier is the UTF-16 text "a", U+0000, "b".
-QByteArray binaryPlistWithNulInString() {
-    QByteArray plist("bplist00");
-    plist += QByteArray::fromHex("d10102");                        // dict, key 1 -> value 2
-    plist += QByteArray::fromHex("5f1012") + "CFBundleIdentifier"; // 18 ASCII characters
-    plist += QByteArray::fromHex("63006100000062");                // 3 UTF-16 characters
-    plist += QByteArray::fromHex("080b20");                        // offsets of the objects
-    plist += QByteArray::fromHex("000000000000"
-                                 "0101"
-                                 "0000000000000003"
-                                 "0000000000000000"
-                                 "0000000000000027");
-    return plist;
-}
-
 const QByteArray directorID = "nz.co.halvex.VantorDirector";
 
 QByteArray bigEndian(quint64 value, int size) {
@@ -279,7 +264,10 @@ private Q_SLOTS:
                    '\0' +
                    QByteArray("b</string><key>CFBundleVersion</key><string>2410</string>"
                               "</dict></plist>");
-        QTest::newRow("binary, UTF-16") << binaryPlistWithNulInString();
+        // CFBundleIdentifier is the UTF-16 text "a", U+0000, "b".
+        QTest::newRow("binary, UTF-16") << binaryPropertyList(
+            {binaryContainer(0xD, {1, 2}, 1), binaryText("CFBundleIdentifier"),
+             QByteArray::fromHex("63006100000062")});
     }
 
     void propertyListStringsWithNulAreUnreadable() {
@@ -378,14 +366,13 @@ private Q_SLOTS:
         const BundleSpec spec{u"com.vantor.director"_s, u"2.5.0 \u03b2"_s, u"2500"_s};
         const QUrl bundle = writeBundle(folder.path(), u"Vantor Director.app"_s, spec);
 
-        QFile file(bundle.toLocalFile() + u"/Contents/Info.plist"_s);
-        QVERIFY(file.open(QIODevice::ReadOnly));
-        QString text = QString::fromUtf8(file.readAll());
-        file.close();
+        const QString plist = bundle.toLocalFile() + u"/Contents/Info.plist"_s;
+        QString text = QString::fromUtf8(readFile(plist));
+        QVERIFY(!text.isEmpty());
         if (encoding != int(QStringConverter::Utf8))
             text.replace(u"encoding=\"UTF-8\""_s, u"encoding=\"UTF-16\""_s);
         QStringEncoder encoder{QStringConverter::Encoding(encoding)};
-        writeFile(file.fileName(), mark + QByteArray(encoder.encode(text)));
+        writeFile(plist, mark + QByteArray(encoder.encode(text)));
 
         const auto metadata = readBundleMetadata(bundle);
         QVERIFY(metadata);

@@ -28,11 +28,6 @@ const QString runTag = QUuid::createUuid().toString(QUuid::Id128);
 const QString directorID = u"nz.co.halvex.test.Director-"_s + runTag;
 const QString creatorID = u"nz.co.halvex.test.Creator-"_s + runTag;
 
-QByteArray readAll(const QString& path) {
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
 // What the workspace reported, each report with the ids of this test's copies of a bundle that
 // run when it arrives: every bundle process of the machine is reported, other people's too.
 struct Reports {
@@ -131,7 +126,7 @@ private Q_SLOTS:
         // Copies started detached are nobody's children here: end whatever runs from the
         // test's folder, found without the code under test.
         for (const qint64 processId : ProcessTable::processIds()) {
-            if (readAll(u"/proc/%1/cmdline"_s.arg(processId)).contains(m_folder.path().toUtf8()))
+            if (readFile(u"/proc/%1/cmdline"_s.arg(processId)).contains(m_folder.path().toUtf8()))
                 ::kill(pid_t(processId), SIGKILL);
         }
     }
@@ -312,7 +307,7 @@ private Q_SLOTS:
 
         workspace.openApplication(bundle);
         QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(arguments), generousTimeout);
-        QCOMPARE(readAll(arguments), "\n");
+        QCOMPARE(readFile(arguments), "\n");
         QTRY_COMPARE_WITH_TIMEOUT(workspace.runningApplications(directorID).size(), 1,
                                   generousTimeout);
         QVERIFY(workspace.terminate(workspace.runningApplications(directorID).first()));
@@ -322,7 +317,7 @@ private Q_SLOTS:
         QFile::remove(arguments);
         const QUrl address(u"vantordirector://content-packs"_s);
         QVERIFY(!outcomeOf(workspace.openURL(address, bundle, {})).error);
-        QTRY_COMPARE_WITH_TIMEOUT(readAll(arguments), "vantordirector://content-packs\n",
+        QTRY_COMPARE_WITH_TIMEOUT(readFile(arguments), "vantordirector://content-packs\n",
                                   generousTimeout);
 
         // Without its executable a bundle cannot be opened, and the caller hears of it.
@@ -370,7 +365,7 @@ private Q_SLOTS:
 
         // No file manager on the bus: the folder that holds the bundle opens instead.
         workspace.revealInFileBrowser(bundle);
-        QTRY_COMPARE_WITH_TIMEOUT(readAll(opened), folder.toUtf8() + '\n', generousTimeout);
+        QTRY_COMPARE_WITH_TIMEOUT(readFile(opened), folder.toUtf8() + '\n', generousTimeout);
 
         QDBusConnection fileManagerBus = QDBusConnection::connectToBus(
             QString::fromUtf8(qgetenv("DBUS_SESSION_BUS_ADDRESS")), u"file-manager"_s);

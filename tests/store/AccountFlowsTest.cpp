@@ -105,8 +105,6 @@ private Q_SLOTS:
         QTest::addColumn<int>("expected");
         QTest::newRow("offline after a sync")
             << int(LaunchError::notConnectedToInternet) << int(Kind::offline);
-        QTest::newRow("lost connection")
-            << int(LaunchError::networkConnectionLost) << int(Kind::offline);
         QTest::newRow("session over")
             << int(LaunchError::userAuthenticationRequired) << int(Kind::sessionExpired);
         QTest::newRow("other") << int(LaunchError::badServerResponse) << int(Kind::failed);

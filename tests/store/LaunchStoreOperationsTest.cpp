@@ -90,10 +90,7 @@ private Q_SLOTS:
         InstalledApp director = fixture.director(u"2.4.1"_s, u"2410"_s);
         director.isRunning = true;
         director.state = InstallationState::running;
-        fixture.discovery->discover.answerWith({director, fixture.creator()});
-        fixture.releaseChecker->latest.answerWith(std::nullopt);
-        fixture.catalogue->load.answerWith(QList<ContentPack>{});
-        fixture.installer->versions.answerWith(QHash<QString, QString>{});
+        fixture.answerStartUp({director, fixture.creator()});
         auto store = fixture.makeStore();
         QVERIFY(finishes(store->start()));
 
@@ -168,7 +165,6 @@ private Q_SLOTS:
 
     void remembersAChosenLocation() {
         StoreFixture fixture;
-        fixture.releaseChecker->latest.answerWith(std::nullopt);
         const QString folder = fixture.folder.filePath(u"Chosen"_s);
         const QUrl foreign =
             writeBundle(folder, u"Foreign.app"_s, {u"com.example.Other"_s, u"1.0"_s, {}});
@@ -180,9 +176,7 @@ private Q_SLOTS:
         collaborators.bookmarks = bookmarks;
         auto store = std::make_unique<LaunchStore>(collaborators);
         QSignalSpy accessChanges(store.get(), &LaunchStore::securityScopedApplicationURLsChanged);
-        fixture.discovery->discover.answerWith({fixture.missingDirector(), fixture.creator()});
-        fixture.catalogue->load.answerWith(QList<ContentPack>{});
-        fixture.installer->versions.answerWith(QHash<QString, QString>{});
+        fixture.answerStartUp({fixture.missingDirector(), fixture.creator()});
         QVERIFY(finishes(store->start()));
 
         fixture.locationChooser->choose.answerWith(std::optional<QUrl>());

@@ -13,12 +13,6 @@ namespace {
 
 const WebsiteAccount customer{u"cust-42"_s, u"Ana Example"_s, u"ana@example.com"_s};
 
-AvailableApplicationRelease release(const QString& version,
-                                    std::optional<QString> build = std::nullopt) {
-    return AvailableApplicationRelease{version, std::move(build),
-                                       QUrl(u"https://downloads.example.com/director.zip"_s)};
-}
-
 } // namespace
 
 // start(): the order of its steps, the reset it begins with, and what happens when a second
@@ -53,7 +47,7 @@ private Q_SLOTS:
         QCOMPARE(fixture.releaseChecker->latest.pendingCount(), 1);
         QCOMPARE(fixture.catalogue->load.callCount(), 0);
 
-        fixture.releaseChecker->latest.complete(release(u"2.5.0"_s));
+        fixture.releaseChecker->latest.complete(makeRelease(u"2.5.0"_s));
         QCOMPARE(store->apps()[0].state, InstallationState::updateAvailable);
         QCOMPARE(fixture.catalogue->load.pendingCount(), 1);
 
@@ -93,9 +87,7 @@ private Q_SLOTS:
     void unreadableSnapshotStartsSignedOut() {
         StoreFixture fixture;
         fixture.snapshotCache->failsToLoad = true;
-        fixture.discovery->discover.answerWith(QList<InstalledApp>{});
-        fixture.catalogue->load.answerWith(QList<ContentPack>{});
-        fixture.installer->versions.answerWith(QHash<QString, QString>{});
+        fixture.answerStartUp();
         auto store = fixture.makeStore();
 
         QVERIFY(finishes(store->start()));

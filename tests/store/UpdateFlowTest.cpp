@@ -9,13 +9,6 @@ using Release = std::optional<AvailableApplicationRelease>;
 
 namespace {
 
-const QUrl zip(u"https://downloads.example.com/director-2.5.0.zip"_s);
-
-AvailableApplicationRelease release(const QString& version,
-                                    std::optional<QString> build = std::nullopt) {
-    return {version, std::move(build), zip};
-}
-
 RunningApplication runningCopy(const InstalledApp& app, qint64 processId = 4242) {
     return {processId, app.bundleIdentifier, *app.path};
 }
@@ -56,13 +49,13 @@ private Q_SLOTS:
         QTest::addColumn<QString>("buttonTitle");
 
         QTest::newRow("newer build")
-            << u"2.5.0"_s << u"2500"_s << Release(release(u"2.5.0"_s, u"2501"_s))
+            << u"2.5.0"_s << u"2500"_s << Release(makeRelease(u"2.5.0"_s, u"2501"_s))
             << InstallationState::updateAvailable << u"Update to 2.5.0 build 2501"_s;
         QTest::newRow("release without build")
-            << u"2.5.0"_s << u"2500"_s << Release(release(u"2.5.0"_s)) << InstallationState::current
-            << u"Update to 2.5.0"_s;
+            << u"2.5.0"_s << u"2500"_s << Release(makeRelease(u"2.5.0"_s))
+            << InstallationState::current << u"Update to 2.5.0"_s;
         QTest::newRow("installed build not a number")
-            << u"2.5.0"_s << u"25a"_s << Release(release(u"2.5.0"_s, u"2501"_s))
+            << u"2.5.0"_s << u"25a"_s << Release(makeRelease(u"2.5.0"_s, u"2501"_s))
             << InstallationState::stale << u"Update to 2.5.0 build 2501"_s;
         QTest::newRow("no applicable release")
             << u"2.5.0"_s << u"2500"_s << Release() << InstallationState::stale << u"Update Now"_s;
@@ -92,7 +85,7 @@ private Q_SLOTS:
     void failedCheckLeavesTheDirectorUnknown() {
         StoreFixture fixture;
         auto store = fixture.makeStore();
-        QVERIFY(refresh(fixture, *store, fixture.director(u"2.4.1"_s), release(u"2.5.0"_s)));
+        QVERIFY(refresh(fixture, *store, fixture.director(u"2.4.1"_s), makeRelease(u"2.5.0"_s)));
         QCOMPARE(store->apps()[0].state, InstallationState::updateAvailable);
 
         fixture.releaseChecker->latest.failWith(LaunchError::url(LaunchError::timedOut));
@@ -120,13 +113,13 @@ private Q_SLOTS:
         auto second = store->start();
         QCOMPARE(fixture.releaseChecker->latest.pendingCount(), 2);
 
-        fixture.releaseChecker->latest.completeNewest(release(u"2.5.0"_s));
+        fixture.releaseChecker->latest.completeNewest(makeRelease(u"2.5.0"_s));
         QVERIFY(finishes(second));
-        fixture.releaseChecker->latest.complete(release(u"2.6.0"_s));
+        fixture.releaseChecker->latest.complete(makeRelease(u"2.6.0"_s));
         QVERIFY(finishes(first));
         QCOMPARE(store->apps()[0].state, InstallationState::current);
         QCOMPARE(store->apps()[0].availableVersion, u"2.5.0"_s);
-        QCOMPARE(store->availableDirectorRelease(), release(u"2.5.0"_s));
+        QCOMPARE(store->availableDirectorRelease(), makeRelease(u"2.5.0"_s));
     }
 
     void releaseIsKeptWhenTheRowIsGone() {
@@ -139,9 +132,9 @@ private Q_SLOTS:
         // Meanwhile discovery reports no Director row at all.
         fixture.discovery->discover.answerWith(QList<InstalledApp>{fixture.creator()});
         QVERIFY(finishes(store->refreshApplications()));
-        fixture.releaseChecker->latest.complete(release(u"2.5.0"_s));
+        fixture.releaseChecker->latest.complete(makeRelease(u"2.5.0"_s));
         QVERIFY(finishes(check));
-        QCOMPARE(store->availableDirectorRelease(), release(u"2.5.0"_s));
+        QCOMPARE(store->availableDirectorRelease(), makeRelease(u"2.5.0"_s));
     }
 
     void demoSwitchDuringTheManifestWaitStopsTheUpdate() {
@@ -154,7 +147,7 @@ private Q_SLOTS:
 
         store->setDemoEnabled(true);
         QVERIFY(finishes(store->start()));
-        fixture.releaseChecker->latest.complete(release(u"2.5.0"_s));
+        fixture.releaseChecker->latest.complete(makeRelease(u"2.5.0"_s));
         QVERIFY(finishes(update));
         QCOMPARE(fixture.updater->install.callCount(), 0);
         QVERIFY(!store->availableDirectorRelease());
@@ -167,12 +160,12 @@ private Q_SLOTS:
         StoreFixture fixture;
         auto store = fixture.makeStore();
         const InstalledApp director = fixture.director(u"2.4.1"_s);
-        QVERIFY(refresh(fixture, *store, director, release(u"2.5.0"_s)));
+        QVERIFY(refresh(fixture, *store, director, makeRelease(u"2.5.0"_s)));
         fixture.updater->install.holdCalls();
 
         store->updateApplication(store->apps()[0]);
         QCOMPARE(fixture.updater->install.pendingCount(), 1);
-        QCOMPARE(fixture.updater->releases, QList{release(u"2.5.0"_s)});
+        QCOMPARE(fixture.updater->releases, QList{makeRelease(u"2.5.0"_s)});
         QCOMPARE(store->message(), u"Downloading Vantor Director 2.5.0…"_s);
         QCOMPARE(store->updatingAppID(), director.id);
         QCOMPARE(store->apps()[0].state, InstallationState::checking);
@@ -203,8 +196,8 @@ private Q_SLOTS:
         store->updateApplication(store->apps()[0]);
         store->updateApplication(store->apps()[0]);
         QCOMPARE(fixture.releaseChecker->latest.pendingCount(), 2);
-        fixture.releaseChecker->latest.complete(release(u"2.5.0"_s));
-        fixture.releaseChecker->latest.complete(release(u"2.5.0"_s));
+        fixture.releaseChecker->latest.complete(makeRelease(u"2.5.0"_s));
+        fixture.releaseChecker->latest.complete(makeRelease(u"2.5.0"_s));
 
         QCOMPARE(fixture.updater->install.callCount(), 1);
         QCOMPARE(store->updatingAppID(), fixture.director().id);
@@ -217,7 +210,7 @@ private Q_SLOTS:
         LaunchCollaborators collaborators = fixture.collaborators();
         collaborators.applicationUpdater = std::make_shared<BrokenUpdater>();
         LaunchStore store(collaborators);
-        QVERIFY(refresh(fixture, store, fixture.director(u"2.4.1"_s), release(u"2.5.0"_s)));
+        QVERIFY(refresh(fixture, store, fixture.director(u"2.4.1"_s), makeRelease(u"2.5.0"_s)));
 
         store.updateApplication(store.apps()[0]);
         QTRY_VERIFY_WITH_TIMEOUT(!store.updatingAppID() &&
@@ -240,7 +233,7 @@ private Q_SLOTS:
             7, director.bundleIdentifier,
             QUrl::fromLocalFile(u"/home/ana/Applications/Vantor Director.app"_s)};
         fixture.workspace->running = {runningCopy(director), otherCopy};
-        QVERIFY(refresh(fixture, *store, director, release(u"2.5.0"_s)));
+        QVERIFY(refresh(fixture, *store, director, makeRelease(u"2.5.0"_s)));
 
         store->updateApplication(store->apps()[0]);
         QCOMPARE(store->runningUpdatePromptAppID(), director.id);
@@ -252,7 +245,7 @@ private Q_SLOTS:
         QCOMPARE(store->message(), u"Closing Vantor Director before installing the update…"_s);
 
         // It refuses to quit (unsaved work): a launch elsewhere refreshes, nothing installs.
-        QVERIFY(refresh(fixture, *store, director, release(u"2.5.0"_s)));
+        QVERIFY(refresh(fixture, *store, director, makeRelease(u"2.5.0"_s)));
         QCOMPARE(fixture.updater->install.callCount(), 0);
 
         // Quitting later installs without another prompt; a refused update reopens it anyway.
@@ -262,7 +255,7 @@ private Q_SLOTS:
         quit.state = InstallationState::stale;
         fixture.updater->install.failWith(
             LaunchError(LaunchError::Domain::updater, 3, u"The download could not be verified."_s));
-        QVERIFY(refresh(fixture, *store, quit, release(u"2.5.0"_s)));
+        QVERIFY(refresh(fixture, *store, quit, makeRelease(u"2.5.0"_s)));
         QCOMPARE(fixture.updater->install.callCount(), 1);
         QVERIFY(!store->runningUpdatePromptAppID());
         QCOMPARE(store->message(),
@@ -291,7 +284,7 @@ private Q_SLOTS:
         InstalledApp director = fixture.director(u"2.4.1"_s);
         director.isRunning = true;
         fixture.workspace->running = {runningCopy(director)};
-        QVERIFY(refresh(fixture, *store, director, release(u"2.5.0"_s)));
+        QVERIFY(refresh(fixture, *store, director, makeRelease(u"2.5.0"_s)));
         store->updateApplication(store->apps()[0]);
         store->confirmRunningUpdate();
 
@@ -300,7 +293,7 @@ private Q_SLOTS:
         director.isRunning = false;
         fixture.updater->install.holdCalls();
         fixture.discovery->discover.answerWith({director, fixture.creator()});
-        fixture.releaseChecker->latest.answerWith(release(u"2.5.0"_s));
+        fixture.releaseChecker->latest.answerWith(makeRelease(u"2.5.0"_s));
         auto resumed = store->refreshApplications();
         QTRY_COMPARE(fixture.updater->install.pendingCount(), 1);
 
@@ -353,7 +346,7 @@ private Q_SLOTS:
         director.isRunning = true;
         fixture.workspace->running = {runningCopy(director)};
         fixture.workspace->terminateSucceeds = false;
-        QVERIFY(refresh(fixture, store, director, release(u"2.5.0"_s)));
+        QVERIFY(refresh(fixture, store, director, makeRelease(u"2.5.0"_s)));
 
         store.updateApplication(store.apps()[0]);
         store.confirmRunningUpdate();

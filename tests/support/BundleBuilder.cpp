@@ -1,6 +1,7 @@
 #include "BundleBuilder.h"
 
 #include <QDir>
+#include <QDirIterator>
 #include <QFile>
 #include <cstdlib>
 #include <plist/plist.h>
@@ -41,6 +42,21 @@ void writeFile(const QString& path, const QByteArray& bytes) {
     QFile file(path);
     if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) || file.write(bytes) != bytes.size())
         throw std::runtime_error("could not write " + path.toStdString());
+}
+
+QByteArray readFile(const QString& path) {
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+QMap<QString, QByteArray> filesUnder(const QString& folder) {
+    QMap<QString, QByteArray> files;
+    QDirIterator items(folder, QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
+    while (items.hasNext()) {
+        const QString path = items.next();
+        files.insert(QDir(folder).relativeFilePath(path), readFile(path));
+    }
+    return files;
 }
 
 QUrl writeBundle(const QString& folder, const QString& name, const BundleSpec& spec) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QMap>
 #include <QString>
 #include <QUrl>
 #include <optional>
@@ -18,6 +19,12 @@ struct BundleSpec {
 
 // Writes (or replaces) a file with its folders; throws when it cannot.
 void writeFile(const QString& path, const QByteArray& bytes);
+
+// The whole file, or nothing when it cannot be read.
+QByteArray readFile(const QString& path);
+
+// Every file under a folder (hidden ones too) by its relative path, with its contents.
+QMap<QString, QByteArray> filesUnder(const QString& folder);
 
 // Creates (or replaces) the bundle at folder/name and returns its URL.
 QUrl writeBundle(const QString& folder, const QString& name, const BundleSpec& spec);

@@ -162,6 +162,13 @@ ContentPack makePack(const QString& id, const QString& name, const QString& summ
                      std::optional<QString> version = std::nullopt,
                      Launch::PackInstallation installation = Launch::PackInstallation::unavailable);
 
+// A Director release, with where to download it.
+inline AvailableApplicationRelease makeRelease(const QString& version,
+                                               std::optional<QString> build = std::nullopt) {
+    return {version, std::move(build),
+            QUrl(QStringLiteral("https://downloads.example.com/director-2.5.0.zip"))};
+}
+
 // JSON written with single quotes, which read better inside C++ strings.
 inline QByteArray json(const char* text) {
     return QByteArray(text).replace('\'', '"');

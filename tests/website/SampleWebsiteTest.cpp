@@ -125,9 +125,8 @@ private Q_SLOTS:
         startWebsite(remembering);
         const QJsonObject tokens = signIn();
         const QJsonObject refresh{{u"refreshToken"_s, tokens.value(u"refreshToken"_s)}};
-        QFile file(remembering.sessionsFile);
-        QVERIFY(file.open(QIODevice::ReadOnly));
-        const QByteArray saved = file.readAll();
+        const QByteArray saved = readFile(remembering.sessionsFile);
+        QVERIFY(!saved.isEmpty());
         QVERIFY(!saved.contains(tokens.value(u"refreshToken"_s).toString().toUtf8()));
         QVERIFY(!saved.contains(tokens.value(u"accessToken"_s).toString().toUtf8()));
 
