@@ -1,3 +1,4 @@
+#include "BundleBuilder.h"
 #include "PackFixture.h"
 #include "TaskOutcome.h"
 #include "UpdateFixture.h"
@@ -6,7 +7,6 @@
 #include "content_packs/ProductionContentPackInstaller.h"
 
 #include <QCryptographicHash>
-#include <QDirIterator>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -35,17 +35,6 @@ QByteArray sha256Of(const QString& path) {
     QCryptographicHash hash(QCryptographicHash::Sha256);
     return file.open(QIODevice::ReadOnly) && hash.addData(&file) ? hash.result().toHex()
                                                                  : QByteArray();
-}
-
-// Every file under a folder with its digest, to compare a tree before and after.
-QMap<QString, QByteArray> treeOf(const QString& folder) {
-    QMap<QString, QByteArray> files;
-    QDirIterator items(folder, QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
-    while (items.hasNext()) {
-        const QString path = items.next();
-        files.insert(QDir(folder).relativeFilePath(path), sha256Of(path));
-    }
-    return files;
 }
 
 QStringList workItems(const QString& folder) {
@@ -285,7 +274,7 @@ private Q_SLOTS:
                 outcomeOf(installer.install(u"harbour-lights"_s, website.packManifest(), {}), 30000)
                     .value);
             const QString store = home.fallbackStore();
-            const auto before = treeOf(store);
+            const auto before = filesUnder(store);
 
             LaunchContentPackManifest manifest = website.packManifest();
             // What the new pack's files take on this disk, in whole pages.
@@ -309,7 +298,7 @@ private Q_SLOTS:
                     website.server().requestCount(u"/files/aurora-stage/aurora-curtain.vdasset"_s),
                     requests);
             }
-            QCOMPARE(treeOf(store), before);
+            QCOMPARE(filesUnder(store), before);
             QCOMPARE(workItems(store), QStringList());
             return;
         }
@@ -317,7 +306,7 @@ private Q_SLOTS:
         UpdateFixture fixture;
         fixture.limits = noMargin;
         fixture.limits.stallMilliseconds = 5000;
-        const QMap<QString, QByteArray> before = treeOf(fixture.applications);
+        const QMap<QString, QByteArray> before = filesUnder(fixture.applications);
         QCOMPARE(QProcess::execute(
                      u"cp"_s, {u"-a"_s, fixture.applications, fixture.root.filePath(u"saved"_s)}),
                  0);
@@ -327,7 +316,7 @@ private Q_SLOTS:
             QProcess::execute(u"sh"_s, {u"-c"_s, u"cp -a \"$0\"/. \"$1\""_s,
                                         fixture.root.filePath(u"saved"_s), fixture.applications}),
             0);
-        QCOMPARE(treeOf(fixture.applications), before);
+        QCOMPARE(filesUnder(fixture.applications), before);
         fixture.publishBundle(fixture.buildRelease(UpdateFixture::releaseSpec()));
         if (work == u"endless"_s) {
             HttpsTestServer::Response endless(200, {}, "application/zip");
@@ -345,7 +334,7 @@ private Q_SLOTS:
         QVERIFY2(outcome.error->description().contains(expected),
                  qPrintable(outcome.error->description()));
         QVERIFY(outcome.error->description().contains(fixture.applications));
-        QMap<QString, QByteArray> after = treeOf(fixture.applications);
+        QMap<QString, QByteArray> after = filesUnder(fixture.applications);
         after.remove(u"filler"_s);
         QCOMPARE(after, before);
         QCOMPARE(fixture.leftovers(), QStringList());
