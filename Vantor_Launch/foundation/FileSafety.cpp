@@ -37,7 +37,9 @@ bool writeAll(int descriptor, const QByteArray& bytes) {
     return true;
 }
 
-void flushFolder(const QString& folder) {
+} // namespace
+
+void FileSafety::flushFolder(const QString& folder) {
     const int descriptor =
         ::open(QFile::encodeName(folder).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (descriptor >= 0) {
@@ -45,8 +47,6 @@ void flushFolder(const QString& folder) {
         ::close(descriptor);
     }
 }
-
-} // namespace
 
 QString FileSafety::errorText(int error) {
     return QString::fromLocal8Bit(std::strerror(error));
@@ -86,7 +86,7 @@ void FileSafety::writeAtomically(const QString& path, const QByteArray& bytes) {
         ::unlink(temporaryName.constData());
         fail(u"The file"_s, path, error);
     }
-    flushFolder(folder);
+    FileSafety::flushFolder(folder);
 }
 
 qint64 FileSafety::freeBytes(const QString& path) {

@@ -16,6 +16,9 @@ QString errorText(int error);
 // new file is gone, and a file LaunchError names what failed in the system's words.
 void writeAtomically(const QString& path, const QByteArray& bytes);
 
+// Makes a folder's renames and new names durable; best effort.
+void flushFolder(const QString& folder);
+
 // Bytes free to this user on the file system that holds path (or its nearest existing parent);
 // -1 when it cannot be told.
 qint64 freeBytes(const QString& path);

@@ -39,6 +39,22 @@ void removeItem(const QString& path) {
         QFile::remove(path);
 }
 
+// Removes the folder named owner in parent and every item its lock covers, but not the lock.
+int removeCovered(const QDir& parent, const QString& owner, const QStringList& names) {
+    int removed = 0;
+    for (const QString& name : names) {
+        if (name.startsWith(owner) && name != owner + lockSuffix) {
+            removeItem(parent.filePath(name));
+            ++removed;
+        }
+    }
+    return removed;
+}
+
+QStringList entriesOf(const QDir& folder) {
+    return folder.entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot);
+}
+
 // Opens and locks the file at path. With `wait` false, -1 when another process holds it.
 int lockFile(const QString& path, bool create, bool wait) {
     const int flags = O_RDWR | O_CLOEXEC | (create ? O_CREAT : 0);
@@ -94,8 +110,7 @@ WorkFolder WorkFolder::create(const QString& parent, const QString& kind) {
 
 int WorkFolder::removeLeftovers(const QString& parent) {
     const QDir folder(parent);
-    const QStringList names =
-        folder.entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot);
+    const QStringList names = entriesOf(folder);
     QStringList owners;
     for (const QString& name : names) {
         const auto match = ownedName().match(name);
@@ -108,12 +123,7 @@ int WorkFolder::removeLeftovers(const QString& parent) {
         const int lock = lockFile(lockPath, true, false);
         if (lock < 0)
             continue; // a running launcher still works there
-        for (const QString& name : names) {
-            if (name.startsWith(owner) && name != owner + lockSuffix) {
-                removeItem(folder.filePath(name));
-                ++removed;
-            }
-        }
+        removed += removeCovered(folder, owner, names);
         QFile::remove(lockPath);
         ::close(lock);
     }
@@ -162,11 +172,7 @@ void WorkFolder::release() {
         return;
     const QDir parent = QFileInfo(m_path).absoluteDir();
     const QString own = QFileInfo(m_path).fileName();
-    for (const QString& name :
-         parent.entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot)) {
-        if (name.startsWith(own) && name != own + lockSuffix)
-            removeItem(parent.filePath(name));
-    }
+    removeCovered(parent, own, entriesOf(parent));
     QFile::remove(m_path + lockSuffix);
     ::close(m_lock);
     m_lock = -1;

@@ -1,5 +1,6 @@
 #include "platform/linux/RenameExchangeReplacement.h"
 
+#include "foundation/FileSafety.h"
 #include "foundation/LaunchError.h"
 
 #include <QByteArrayView>
@@ -51,15 +52,6 @@ void flushTree(const QString& root) {
     ::close(descriptor);
     if (!flushed)
         fail(u"The update could not be written to disk"_s, error);
-}
-
-void flushFolder(const QString& folder) {
-    const int descriptor =
-        ::open(QFile::encodeName(folder).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (descriptor >= 0) {
-        ::fsync(descriptor);
-        ::close(descriptor);
-    }
 }
 
 constexpr QLatin1StringView journalSuffix(".journal");
@@ -122,7 +114,7 @@ void writeJournal(const QString& path, const QByteArray& bytes) {
         QFile::remove(unfinished);
         fail(u"The update could not be recorded before it was put in place"_s, error);
     }
-    flushFolder(QFileInfo(path).absolutePath());
+    FileSafety::flushFolder(QFileInfo(path).absolutePath());
 }
 
 // The kernel or the file system cannot swap two names in one step.
@@ -161,13 +153,13 @@ bool finishFromJournal(const QDir& parent, const QString& workName) {
             qCCritical(lcReplacement) << "Could not put back" << installed << "from" << work;
             return false;
         }
-        flushFolder(work);
-        flushFolder(parent.absolutePath());
+        FileSafety::flushFolder(work);
+        FileSafety::flushFolder(parent.absolutePath());
         qCInfo(lcReplacement) << (from == staged ? "Finished" : "Took back")
                               << "an interrupted replacement of" << installed;
     }
     QFile::remove(journalPath);
-    flushFolder(parent.absolutePath());
+    FileSafety::flushFolder(parent.absolutePath());
     return true;
 }
 
@@ -235,7 +227,7 @@ void RenameExchangeReplacement::moveByTwoRenames(const QString& installed,
     const QString journal = workFolder + journalSuffix;
     const auto removeJournal = [&] {
         QFile::remove(journal);
-        flushFolder(parent);
+        FileSafety::flushFolder(parent);
     };
 
     writeJournal(journal, Journal{QFile::encodeName(QFileInfo(installed).fileName()),
@@ -247,20 +239,20 @@ void RenameExchangeReplacement::moveByTwoRenames(const QString& installed,
         removeJournal();
         fail(u"The installed application could not be replaced"_s, error);
     }
-    flushFolder(workFolder);
-    flushFolder(parent);
+    FileSafety::flushFolder(workFolder);
+    FileSafety::flushFolder(parent);
     checkpoint(Step::movedAside);
     if (!renamePath(staged, installed)) {
         const int error = errno;
         // Back as it was; should even that fail, the journal stays for the next start.
         if (renamePath(backup, installed)) {
-            flushFolder(parent);
+            FileSafety::flushFolder(parent);
             removeJournal();
         }
         fail(u"The installed application could not be replaced"_s, error);
     }
-    flushFolder(workFolder);
-    flushFolder(parent);
+    FileSafety::flushFolder(workFolder);
+    FileSafety::flushFolder(parent);
     checkpoint(Step::movedIn);
     removeJournal();
 }
@@ -295,7 +287,7 @@ QString RenameExchangeReplacement::replace(const QString& installed, const QStri
             copyTree(replacement, staged);
         }
         flushTree(staged);
-        flushFolder(workFolder);
+        FileSafety::flushFolder(workFolder);
         checkpoint(Step::staged);
 
         const QByteArray from = QFile::encodeName(staged);
@@ -307,7 +299,7 @@ QString RenameExchangeReplacement::replace(const QString& installed, const QStri
                                 ? 0
                                 : errno;
         if (exchangeError == 0) {
-            flushFolder(parentPath);
+            FileSafety::flushFolder(parentPath);
             // The old bundle now lies where the staged one did.
             renamePath(staged, QDir(workFolder).filePath(backupName));
         } else if (exchangeIsUnsupported(exchangeError)) {
