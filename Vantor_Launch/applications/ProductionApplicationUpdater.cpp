@@ -130,7 +130,8 @@ ProductionApplicationUpdater::ProductionApplicationUpdater(Services services,
 
 QCoro::Task<> ProductionApplicationUpdater::installUpdate(AvailableApplicationRelease release,
                                                           QUrl installedBundle,
-                                                          QStringList bundleIdentifiers) {
+                                                          QStringList bundleIdentifiers,
+                                                          TransferControl control) {
     // Copies: the store may let go of this updater while a step is awaited.
     const Services services = m_services;
 
@@ -164,6 +165,8 @@ QCoro::Task<> ProductionApplicationUpdater::installUpdate(AvailableApplicationRe
     try {
         StreamingDownload::Options options;
         options.limits = m_limits;
+        options.progress = control.progress;
+        options.cancellation = control.cancellation;
         const qint64 available = FileSafety::freeBytes(parent);
         // The archive and, at least, as much again unpacked; the exact unpacked size is checked
         // again before unpacking. A body without a length stops where the disk would fill.
@@ -192,6 +195,8 @@ QCoro::Task<> ProductionApplicationUpdater::installUpdate(AvailableApplicationRe
         const QString verified = co_await Worker::run(verify);
         qCDebug(lcUpdater) << "Verified" << verified;
 
+        // The last moment a cancel is heard: past it, the exchange runs to its end.
+        control.throwIfCancelled();
         // Immediately before the installed bundle is touched: a copy may have started meanwhile.
         refuseWhileRunning(*services.workspace, bundleIdentifiers);
 

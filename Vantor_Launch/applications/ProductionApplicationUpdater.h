@@ -36,7 +36,7 @@ public:
     explicit ProductionApplicationUpdater(Services services, StreamingDownload::Limits limits = {});
 
     QCoro::Task<> installUpdate(AvailableApplicationRelease release, QUrl installedBundle,
-                                QStringList bundleIdentifiers) override;
+                                QStringList bundleIdentifiers, TransferControl control) override;
 
 private:
     Services m_services;

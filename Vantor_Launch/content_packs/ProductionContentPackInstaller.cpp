@@ -24,7 +24,7 @@ namespace {
 // Adds up the bytes of every download of one install and passes them on a few times a second.
 class ProgressMeter {
 public:
-    ProgressMeter(ContentPackInstalling::Progress report, qint64 statedBytes)
+    ProgressMeter(std::function<void(qint64, qint64)> report, qint64 statedBytes)
         : m_report(std::move(report))
         , m_expected(statedBytes) {
         m_clock.start();
@@ -54,7 +54,7 @@ public:
     }
 
 private:
-    ContentPackInstalling::Progress m_report;
+    std::function<void(qint64, qint64)> m_report;
     QElapsedTimer m_clock;
     qint64 m_expected;
     qint64 m_done = 0;
@@ -178,13 +178,14 @@ InstalledAsset entryFor(const Asset& asset) {
 }
 
 StreamingDownload::Options assetDownload(StreamingDownload::Limits limits, const Asset& asset,
-                                         bool proved,
-                                         StreamingDownload::Options::Progress progress) {
+                                         bool proved, StreamingDownload::Options::Progress progress,
+                                         std::shared_ptr<Cancellation> cancellation) {
     StreamingDownload::Options options;
     options.hash = proved;
     options.durable = true;
     options.limits = limits;
     options.progress = std::move(progress);
+    options.cancellation = std::move(cancellation);
     options.refused = [](int status) { return LaunchContentPackInstallerError::rejected(status); };
     if (proved && asset.fileSizeBytes && *asset.fileSizeBytes >= 0) {
         // More bytes than the manifest states cannot prove the asset; stop at once.
@@ -199,11 +200,11 @@ StreamingDownload::Options assetDownload(StreamingDownload::Limits limits, const
 QCoro::Task<QList<InstalledAsset>> stageAssets(std::shared_ptr<QNetworkAccessManager> network,
                                                StreamingDownload::Limits limits,
                                                std::vector<Asset> assets, QString staging,
-                                               ContentPackInstalling::Progress progress) {
+                                               TransferControl control) {
     qint64 statedBytes = 0;
     for (const Asset& asset : assets)
         statedBytes += std::max<qint64>(asset.fileSizeBytes.value_or(0), 0);
-    ProgressMeter meter(std::move(progress), statedBytes);
+    ProgressMeter meter(control.progress, statedBytes);
     const QDir folder(staging);
 
     QList<InstalledAsset> entries;
@@ -216,7 +217,8 @@ QCoro::Task<QList<InstalledAsset>> stageAssets(std::shared_ptr<QNetworkAccessMan
         const QUrl assetURL = *asset.remoteProtectedAssetURL;
         const auto assetOptions =
             assetDownload(limits, asset, true,
-                          meter.forDownload(std::max<qint64>(asset.fileSizeBytes.value_or(0), 0)));
+                          meter.forDownload(std::max<qint64>(asset.fileSizeBytes.value_or(0), 0)),
+                          control.cancellation);
         const auto fetched =
             co_await StreamingDownload::fetch(network, assetURL, assetPath, assetOptions);
         meter.downloadFinished();
@@ -228,7 +230,8 @@ QCoro::Task<QList<InstalledAsset>> stageAssets(std::shared_ptr<QNetworkAccessMan
         if (asset.remoteThumbnailURL) {
             const QString path = folder.filePath(asset.id + u"-thumbnail.jpg"_s);
             const QUrl url = *asset.remoteThumbnailURL;
-            const auto options = assetDownload(limits, asset, false, meter.forDownload(0));
+            const auto options =
+                assetDownload(limits, asset, false, meter.forDownload(0), control.cancellation);
             co_await StreamingDownload::fetch(network, url, path, options);
             meter.downloadFinished();
             entry.localThumbnailURL = QUrl::fromLocalFile(path);
@@ -237,7 +240,8 @@ QCoro::Task<QList<InstalledAsset>> stageAssets(std::shared_ptr<QNetworkAccessMan
             const QUrl url = *asset.remotePreviewVideoURL;
             const QString path =
                 folder.filePath(asset.id + u"-preview."_s + pathExtension(url).value_or(u"mp4"_s));
-            const auto options = assetDownload(limits, asset, false, meter.forDownload(0));
+            const auto options =
+                assetDownload(limits, asset, false, meter.forDownload(0), control.cancellation);
             co_await StreamingDownload::fetch(network, url, path, options);
             meter.downloadFinished();
             entry.localPreviewVideoURL = QUrl::fromLocalFile(path);
@@ -258,7 +262,7 @@ ProductionContentPackInstaller::ProductionContentPackInstaller(
 
 QCoro::Task<> ProductionContentPackInstaller::install(QString packID,
                                                       LaunchContentPackManifest manifest,
-                                                      Progress progress) {
+                                                      TransferControl control) {
     const auto pack = std::find_if(
         manifest.contentPacks.begin(), manifest.contentPacks.end(),
         [&](const LaunchContentPackManifest::Pack& entry) { return entry.id == packID; });
@@ -298,7 +302,7 @@ QCoro::Task<> ProductionContentPackInstaller::install(QString packID,
     std::exception_ptr failure;
     try {
         QList<InstalledAsset> entries = co_await stageAssets(m_network, m_limits, std::move(assets),
-                                                             staging->path(), std::move(progress));
+                                                             staging->path(), std::move(control));
         const auto publishing = [=, checkpoint = m_checkpoint, entries = std::move(entries)] {
             publish(*staging, store, packFolder, versionFolder, packID, entries, checkpoint);
             return true;

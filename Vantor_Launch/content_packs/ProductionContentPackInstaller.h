@@ -24,7 +24,7 @@ public:
                                             std::function<void(Step)> checkpoint = {});
 
     QCoro::Task<> install(QString packID, LaunchContentPackManifest manifest,
-                          Progress progress) override;
+                          TransferControl control) override;
     QCoro::Task<QHash<QString, QString>> installedPackVersions() override;
 
 private:

@@ -151,6 +151,8 @@ StreamingDownload::fetch(std::shared_ptr<QNetworkAccessManager> network, QUrl ur
         [sink, filePath, hash = options.hash] { return sink->open(filePath, hash); });
     if (!co_await opened)
         throw notWritten(filePath, sink->error);
+    if (options.cancellation)
+        options.cancellation->throwIfCancelled();
 
     QNetworkRequest request(url);
     request.setAttribute(QNetworkRequest::CacheLoadControlAttribute,
@@ -159,6 +161,9 @@ StreamingDownload::fetch(std::shared_ptr<QNetworkAccessManager> network, QUrl ur
     const std::unique_ptr<QNetworkReply, LaterDeleter> reply(network->get(request));
     reply->setReadBufferSize(chunkBytes);
     Watchdog watchdog(reply.get(), options.limits);
+    if (options.cancellation)
+        QObject::connect(options.cancellation.get(), &Cancellation::cancelled, reply.get(),
+                         &QNetworkReply::abort);
 
     qint64 received = 0;
     qint64 announced = -1;
@@ -210,6 +215,8 @@ StreamingDownload::fetch(std::shared_ptr<QNetworkAccessManager> network, QUrl ur
         }
     }
 
+    if (options.cancellation)
+        options.cancellation->throwIfCancelled();
     if (watchdog.expired())
         throw LaunchError::url(LaunchError::timedOut);
     if (reply->error() != QNetworkReply::NoError)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "foundation/LaunchError.h"
+#include "foundation/TransferControl.h"
 
 #include <QCoroTask>
 #include <QString>
@@ -47,6 +48,8 @@ public:
         // The error for a status outside 200 to 299, and for a body beyond maximumBytes.
         std::function<LaunchError(int status)> refused;
         std::function<LaunchError()> tooLarge;
+        // Aborts the request at once; the download then throws the cancelled URL error.
+        std::shared_ptr<Cancellation> cancellation;
     };
 
     struct Result {

@@ -113,8 +113,8 @@ QCoro::Task<> LaunchStore::installPack(QString packID) {
     const auto installer = m_services.contentPackInstaller;
     std::optional<QString> failure;
     const QPointer<LaunchStore> guard(this);
-    const ContentPackInstalling::Progress progress = [guard, packID](qint64 received,
-                                                                     qint64 expected) {
+    TransferControl control;
+    control.progress = [guard, packID](qint64 received, qint64 expected) {
         if (guard)
             guard->setPackProgress(packID, std::pair{received, expected});
     };
@@ -127,7 +127,7 @@ QCoro::Task<> LaunchStore::installPack(QString packID) {
         LaunchContentPackManifest manifest = co_await provider->downloadContentPackManifest();
         if (!ticket.stillApplies())
             co_return;
-        co_await installer->install(packID, std::move(manifest), progress);
+        co_await installer->install(packID, std::move(manifest), control);
     } catch (const std::exception& error) {
         // Whatever went wrong, the pack must not stay "downloading".
         failure = LaunchError::describe(error);

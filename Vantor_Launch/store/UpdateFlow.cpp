@@ -227,8 +227,8 @@ QCoro::Task<> LaunchStore::installUpdate(InstalledApp app) {
     const QStringList identifiers = configuration().director.bundleIdentifiers;
     std::optional<QString> failure;
     try {
-        co_await m_services.applicationUpdater->installUpdate(chosenRelease, installed,
-                                                              identifiers);
+        co_await m_services.applicationUpdater->installUpdate(chosenRelease, installed, identifiers,
+                                                              {});
     } catch (const std::exception& error) {
         failure = LaunchError::describe(error);
     }

@@ -22,7 +22,7 @@ TaskOutcome<bool> install(UpdateFixture& fixture, const AvailableApplicationRele
     const auto updater = fixture.makeUpdater();
     return outcomeOf(
         updater->installUpdate(release, fixture.installed,
-                               UpdateFixture::configuration().director.bundleIdentifiers),
+                               UpdateFixture::configuration().director.bundleIdentifiers, {}),
         60000);
 }
 

@@ -34,8 +34,9 @@ class ContentPackInstallerTest : public QObject {
     std::unique_ptr<ProductionContentPackInstaller> m_installer;
 
     TaskOutcome<bool> install(const QString& packID, Manifest manifest,
-                              ContentPackInstalling::Progress progress = {}) {
-        return outcomeOf(m_installer->install(packID, std::move(manifest), progress), 30000);
+                              TransferControl control = {}) {
+        return outcomeOf(m_installer->install(packID, std::move(manifest), std::move(control)),
+                         30000);
     }
 
     QHash<QString, QString> installedVersions() {
@@ -64,9 +65,11 @@ private Q_SLOTS:
         manifest.assets[1].protectedSHA256Hex = manifest.assets[1].protectedSHA256Hex->toUpper();
         manifest.assets[1].remoteThumbnailURL.reset();
         QList<std::pair<qint64, qint64>> reports;
-        const auto outcome = install(pack, manifest, [&](qint64 received, qint64 expected) {
+        TransferControl control;
+        control.progress = [&](qint64 received, qint64 expected) {
             reports.append({received, expected});
-        });
+        };
+        const auto outcome = install(pack, manifest, control);
         QVERIFY2(outcome.value, qPrintable(outcome.error ? outcome.error->description() : u""_s));
 
         const QString version = m_fixture->fallbackStore() + u"/Packs/aurora-stage/1.2/"_s;

@@ -328,7 +328,7 @@ private Q_SLOTS:
         const auto updater = fixture.makeUpdater();
         const auto outcome = outcomeOf(
             updater->installUpdate(fixture.release(), fixture.installed,
-                                   UpdateFixture::configuration().director.bundleIdentifiers),
+                                   UpdateFixture::configuration().director.bundleIdentifiers, {}),
             60000);
         QVERIFY(outcome.error);
         QVERIFY2(outcome.error->description().contains(expected),

@@ -57,7 +57,7 @@ QCoro::Task<> run(QStringList arguments) {
                                                       QUrl(arguments[3])};
             const QUrl installed = QUrl::fromLocalFile(arguments[2]);
             const QStringList identifiers{arguments[8]};
-            co_await updater.installUpdate(release, installed, identifiers);
+            co_await updater.installUpdate(release, installed, identifiers, {});
             code = 0;
         } else {
             code = 2;

@@ -69,8 +69,8 @@ private Q_SLOTS:
         m_fixture->installer->installCalls.holdCalls();
         auto task = m_store->installPack(u"coast"_s);
         QCOMPARE(m_store->packs()[0].installation, PackInstallation::downloading);
-        QVERIFY(QTest::qWaitFor([&] { return bool(m_fixture->installer->progress); }));
-        m_fixture->installer->progress(10, 100);
+        QVERIFY(QTest::qWaitFor([&] { return bool(m_fixture->installer->control.progress); }));
+        m_fixture->installer->control.progress(10, 100);
         const QVariantMap progress{{u"received"_s, 10}, {u"expected"_s, 100}};
         QCOMPARE(m_store->packProgress(), (QVariantMap{{u"coast"_s, progress}}));
 
@@ -92,8 +92,8 @@ private Q_SLOTS:
         m_fixture->accountProvider->manifestCalls.answerWith(LaunchContentPackManifest{});
         m_fixture->installer->installCalls.holdCalls();
         auto task = m_store->installPack(u"coast"_s);
-        QVERIFY(QTest::qWaitFor([&] { return bool(m_fixture->installer->progress); }));
-        m_fixture->installer->progress(0, 100);
+        QVERIFY(QTest::qWaitFor([&] { return bool(m_fixture->installer->control.progress); }));
+        m_fixture->installer->control.progress(0, 100);
         QVERIFY(m_store->packProgress().contains(u"coast"_s));
         m_fixture->installer->installCalls.fail(LaunchError(
             LaunchError::Domain::websiteAPI, 404,

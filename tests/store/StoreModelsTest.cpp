@@ -67,8 +67,8 @@ private Q_SLOTS:
         fixture.accountProvider->manifestCalls.answerWith(LaunchContentPackManifest{});
         fixture.installer->installCalls.holdCalls();
         auto task = store->installPack(u"coast"_s);
-        QVERIFY(QTest::qWaitFor([&] { return bool(fixture.installer->progress); }));
-        fixture.installer->progress(10, 100);
+        QVERIFY(QTest::qWaitFor([&] { return bool(fixture.installer->control.progress); }));
+        fixture.installer->control.progress(10, 100);
         const QModelIndex coast = packs->index(0);
         QCOMPARE(coast.data(ContentPackListModel::PackRole).value<ContentPack>().installation,
                  PackInstallation::downloading);

@@ -18,7 +18,8 @@ RunningApplication runningCopy(const InstalledApp& app, qint64 processId = 4242)
 // An updater that fails in a way nobody planned for.
 class BrokenUpdater : public ApplicationUpdating {
 public:
-    QCoro::Task<> installUpdate(AvailableApplicationRelease, QUrl, QStringList) override {
+    QCoro::Task<> installUpdate(AvailableApplicationRelease, QUrl, QStringList,
+                                TransferControl) override {
         throw std::runtime_error("disk on fire");
         co_return;
     }

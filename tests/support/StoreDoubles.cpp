@@ -4,15 +4,16 @@
 
 using namespace Qt::StringLiterals;
 
-QCoro::Task<> ScriptedUpdater::installUpdate(AvailableApplicationRelease release, QUrl,
-                                             QStringList) {
+QCoro::Task<> ScriptedUpdater::installUpdate(AvailableApplicationRelease release, QUrl, QStringList,
+                                             TransferControl latest) {
     releases.append(release);
+    control = std::move(latest);
     co_await install.call();
 }
 
 QCoro::Task<> ScriptedInstaller::install(QString, LaunchContentPackManifest,
-                                         Progress progressReport) {
-    progress = std::move(progressReport);
+                                         TransferControl latest) {
+    control = std::move(latest);
     co_await installCalls.call();
 }
 

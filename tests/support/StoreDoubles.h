@@ -27,7 +27,10 @@ class ScriptedUpdater : public ApplicationUpdating {
 public:
     ScriptedCalls<Done> install{"installUpdate"};
     QList<AvailableApplicationRelease> releases;
-    QCoro::Task<> installUpdate(AvailableApplicationRelease release, QUrl, QStringList) override;
+    // The control of the latest update, for the test to drive.
+    TransferControl control;
+    QCoro::Task<> installUpdate(AvailableApplicationRelease release, QUrl, QStringList,
+                                TransferControl control) override;
 };
 
 class ScriptedCatalogue : public CatalogueProviding {
@@ -40,10 +43,10 @@ class ScriptedInstaller : public ContentPackInstalling {
 public:
     ScriptedCalls<Done> installCalls{"install"};
     ScriptedCalls<QHash<QString, QString>> versions{"installedPackVersions"};
-    // The progress callback of the latest install, for the test to drive.
-    Progress progress;
+    // The control of the latest install, for the test to drive.
+    TransferControl control;
     QCoro::Task<> install(QString packID, LaunchContentPackManifest manifest,
-                          Progress progress) override;
+                          TransferControl control) override;
     QCoro::Task<QHash<QString, QString>> installedPackVersions() override {
         return versions.call();
     }

@@ -185,7 +185,7 @@ rm -rf "$T"
         const QStringList identifiers{identifier};
         const auto update = [&]() -> QCoro::Task<> {
             try {
-                co_await updater.installUpdate(*published, installedURL, identifiers);
+                co_await updater.installUpdate(*published, installedURL, identifiers, {});
             } catch (const std::exception& error) {
                 std::fprintf(stderr, "update failed: %s\n", error.what());
                 failed = true;

@@ -40,7 +40,8 @@ private:
 // An update that is still downloading when the picture is taken.
 class EndlessUpdater : public ApplicationUpdating {
 public:
-    QCoro::Task<> installUpdate(AvailableApplicationRelease, QUrl, QStringList) override {
+    QCoro::Task<> installUpdate(AvailableApplicationRelease, QUrl, QStringList,
+                                TransferControl) override {
         co_await QCoro::sleepFor(std::chrono::hours(24));
     }
 };
@@ -48,9 +49,8 @@ public:
 // Floral Reflections is installed; an installation stops at 40 % and never finishes.
 class EndlessInstaller : public ContentPackInstalling {
 public:
-    QCoro::Task<> install(QString, LaunchContentPackManifest, Progress progress) override {
-        if (progress)
-            progress(40'000'000, 100'000'000);
+    QCoro::Task<> install(QString, LaunchContentPackManifest, TransferControl control) override {
+        control.report(40'000'000, 100'000'000);
         co_await QCoro::sleepFor(std::chrono::hours(24));
     }
     QCoro::Task<QHash<QString, QString>> installedPackVersions() override {
