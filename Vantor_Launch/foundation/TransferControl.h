@@ -38,11 +38,21 @@ struct TransferControl {
     // second at most.
     std::function<void(qint64 received, qint64 expected)> progress;
     std::shared_ptr<Cancellation> cancellation;
+    // Main thread, once, when the transfer passes the point after which stopping it could leave
+    // something half done (the exchange of the bundles, the publishing of a pack): from then on a
+    // Cancel is no longer offered.
+    std::function<void()> committing;
 
     bool isCancelled() const { return cancellation && cancellation->isCancelled(); }
     void throwIfCancelled() const {
         if (cancellation)
             cancellation->throwIfCancelled();
+    }
+    // Throws when cancelled, then tells whoever shows the transfer that it can no longer stop.
+    void commit() const {
+        throwIfCancelled();
+        if (committing)
+            committing();
     }
     void report(qint64 received, qint64 expected) const {
         if (progress)

@@ -46,7 +46,7 @@ ApplicationPresentation::describeRow(const InstalledApp& app, const QString& cre
     // The Creator row carries the Director's location: opening it opens its host.
     row.openTitle = isCreator ? u"Open in VD"_s : u"Open"_s;
     row.showsUpdate = app.state == InstallationState::updateAvailable;
-    row.updateTitle = LaunchStore::updateButtonTitle(app, release);
+    row.updateTitle = UpdateFlow::updateButtonTitle(app, release);
     row.showsReveal = app.isInstalled();
     return row;
 }

@@ -10,7 +10,7 @@ Rectangle {
 
     required property var app
     readonly property var row: ApplicationPresentation.row(root.app, Store.creatorName,
-                                                           Store.availableDirectorRelease)
+                                                           Store.updateFlow.availableDirectorRelease)
 
     // The logo was clicked: the panel presents the application's details.
     signal showDetails

@@ -63,18 +63,18 @@ Dialog {
 
     // Opened and closed imperatively: a binding would be broken by the first close.
     function follow() {
-        root.visible = Store.isWaitingForBrowser
+        root.visible = Store.accountFlows.isWaitingForBrowser
     }
 
     Component.onCompleted: root.follow()
 
     property Connections waitingChanges: Connections {
-        target: Store
+        target: Store.accountFlows
 
         function onIsWaitingForBrowserChanged() {
             root.follow()
         }
     }
 
-    onClosed: Store.cancelSignIn()
+    onClosed: Store.accountFlows.cancelSignIn()
 }

@@ -62,7 +62,7 @@ QUrl MenuBarPanelModel::iconSource() const {
 
 void MenuBarPanelModel::openAppNamed(const QString& name) {
     if (const auto app = appNamed(name))
-        m_store->open(*app);
+        m_store->applicationFlows().open(*app);
 }
 
 void MenuBarPanelModel::openDirector() {

@@ -53,7 +53,7 @@ ColumnLayout {
             objectName: "refreshPacksButton"
             symbol: "arrow.clockwise"
             text: qsTr("Refresh Packs")
-            enabled: !Store.isRefreshingContentPacks
+            enabled: !Store.packFlows.isRefreshingContentPacks
             onClicked: Store.requestRefreshContentPacks()
         }
     }

@@ -70,13 +70,13 @@ Dialog {
 
     // Opened and closed imperatively: a binding would be broken by the first close.
     function follow() {
-        root.visible = Store.runningUpdatePromptAppID !== ""
+        root.visible = Store.updateFlow.runningUpdatePromptAppID !== ""
     }
 
     Component.onCompleted: root.follow()
 
     property Connections promptChanges: Connections {
-        target: Store
+        target: Store.updateFlow
 
         function onRunningUpdatePromptAppIDChanged() {
             root.follow()

@@ -15,7 +15,7 @@ ColumnLayout {
     ColumnLayout {
         objectName: "signedOutAccount"
         Layout.fillWidth: true
-        visible: Store.account === undefined
+        visible: Store.accountFlows.account === undefined
         spacing: 8
 
         StatusLabel {
@@ -47,13 +47,13 @@ ColumnLayout {
     ColumnLayout {
         objectName: "signedInAccount"
         Layout.fillWidth: true
-        visible: Store.account !== undefined
+        visible: Store.accountFlows.account !== undefined
         spacing: 8
 
         StatusLabel {
             objectName: "accountName"
             Layout.fillWidth: true
-            text: Store.account === undefined ? "" : Store.account.displayName
+            text: Store.accountFlows.account === undefined ? "" : Store.accountFlows.account.displayName
             symbol: "person.crop.circle.fill"
             color: LaunchPalette.paper
             font.pixelSize: 13
@@ -65,7 +65,7 @@ ColumnLayout {
             id: status
 
             Layout.fillWidth: true
-            syncState: Store.syncState
+            syncState: Store.accountFlows.syncState
         }
 
         RowLayout {

@@ -1,6 +1,6 @@
 #include "store/ContentPackListModel.h"
 
-using namespace Qt::StringLiterals;
+#include "store/Transfer.h"
 
 void ContentPackListModel::setPacks(const QList<ContentPack>& packs) {
     replaceRows(m_packs, packs);
@@ -19,12 +19,30 @@ void ContentPackListModel::setPacksInPlace(const QList<ContentPack>& packs) {
     noteSelectedRow();
 }
 
-void ContentPackListModel::setProgress(const QVariantMap& progress) {
-    const QVariantMap before = std::exchange(m_progress, progress);
+void ContentPackListModel::setTransfers(const QHash<QString, QPointer<Transfer>>& transfers) {
+    for (const auto& connection : std::as_const(m_transferConnections))
+        disconnect(connection);
+    m_transferConnections.clear();
+    const auto before = std::exchange(m_transfers, transfers);
+    for (auto it = m_transfers.cbegin(); it != m_transfers.cend(); ++it) {
+        if (!it.value())
+            continue;
+        // The transfer itself notifies a few times a second at most.
+        m_transferConnections.append(
+            connect(it.value(), &Transfer::progressChanged, this, [this, id = it.key()] {
+                transferRowChanged(id, {ReceivedRole, ExpectedRole});
+            }));
+    }
+    for (const ContentPack& pack : std::as_const(m_packs)) {
+        if (before.value(pack.id) != m_transfers.value(pack.id))
+            transferRowChanged(pack.id, {TransferRole, ReceivedRole, ExpectedRole});
+    }
+}
+
+void ContentPackListModel::transferRowChanged(const QString& packID, const QList<int>& roles) {
     for (int row = 0; row < count(); ++row) {
-        const QString& id = m_packs.at(row).id;
-        if (before.value(id) != m_progress.value(id))
-            Q_EMIT dataChanged(index(row), index(row), {ReceivedRole, ExpectedRole});
+        if (m_packs.at(row).id == packID)
+            Q_EMIT dataChanged(index(row), index(row), roles);
     }
 }
 
@@ -55,15 +73,24 @@ QVariant ContentPackListModel::data(const QModelIndex& index, int role) const {
     switch (role) {
     case PackRole:
         return QVariant::fromValue(pack);
-    case ReceivedRole:
-        return m_progress.value(pack.id).toMap().value(u"received"_s, 0).toLongLong();
-    case ExpectedRole:
-        return m_progress.value(pack.id).toMap().value(u"expected"_s, 0).toLongLong();
+    case TransferRole:
+        return QVariant::fromValue(static_cast<QObject*>(m_transfers.value(pack.id).data()));
+    case ReceivedRole: {
+        const Transfer* transfer = m_transfers.value(pack.id);
+        return transfer ? transfer->receivedBytes() : 0;
+    }
+    case ExpectedRole: {
+        const Transfer* transfer = m_transfers.value(pack.id);
+        return transfer ? std::max<qint64>(transfer->expectedBytes(), 0) : 0;
+    }
     default:
         return {};
     }
 }
 
 QHash<int, QByteArray> ContentPackListModel::roleNames() const {
-    return {{PackRole, "pack"}, {ReceivedRole, "received"}, {ExpectedRole, "expected"}};
+    return {{PackRole, "pack"},
+            {TransferRole, "transfer"},
+            {ReceivedRole, "received"},
+            {ExpectedRole, "expected"}};
 }

@@ -1,5 +1,4 @@
 #include "foundation/LaunchError.h"
-#include "store/ClearOnExit.h"
 #include "store/LaunchStore.h"
 
 #include <QPointer>
@@ -7,8 +6,6 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-
-enum NotificationKind { launch = 0, termination = 1 };
 
 // Awaits a flow that nobody else awaits. A failure that escaped the flow would otherwise vanish
 // with the task, so it becomes the banner message.
@@ -36,98 +33,59 @@ void LaunchStore::requestStart() {
     runDetached(start());
 }
 void LaunchStore::requestRefreshApplications() {
-    runDetached(refreshApplications());
+    runDetached(m_applicationFlows->refreshApplications());
 }
 void LaunchStore::requestSyncAccountIfDue() {
-    runDetached(syncAccountIfDue());
+    runDetached(m_accountFlows->syncAccountIfDue());
 }
 void LaunchStore::requestSignIn() {
-    runDetached(signIn());
+    runDetached(m_accountFlows->signIn());
 }
 void LaunchStore::requestSignOut() {
-    runDetached(signOut());
+    runDetached(m_accountFlows->signOut());
 }
 void LaunchStore::requestRefreshAccount() {
-    runDetached(refreshAccount());
+    runDetached(m_accountFlows->refreshAccount());
 }
 void LaunchStore::requestRefreshContentPacks() {
-    runDetached(refreshContentPacks());
+    runDetached(m_packFlows->refreshContentPacks());
 }
 void LaunchStore::requestInstallPack(const QString& packID) {
-    runDetached(installPack(packID));
+    runDetached(m_packFlows->installPack(packID));
 }
 void LaunchStore::requestOpenContentPackManagement() {
-    runDetached(openContentPackManagement());
+    runDetached(m_packFlows->openContentPackManagement());
 }
 
 void LaunchStore::requestChooseApplicationLocation(const QString& appID) {
     if (const auto app = appWithID(appID))
-        runDetached(chooseApplicationLocation(*app));
+        runDetached(m_applicationFlows->chooseApplicationLocation(*app));
 }
 
 void LaunchStore::openApplication(const QString& appID) {
     if (const auto app = appWithID(appID))
-        open(*app);
+        m_applicationFlows->open(*app);
 }
 
 void LaunchStore::revealApplication(const QString& appID) {
     if (const auto app = appWithID(appID))
-        revealInFileBrowser(*app);
+        m_applicationFlows->revealInFileBrowser(*app);
 }
 
 void LaunchStore::requestUpdate(const QString& appID) {
     if (const auto app = appWithID(appID))
-        updateApplication(*app);
+        m_updateFlow->updateApplication(*app);
 }
 
 void LaunchStore::confirmRunningUpdatePrompt() {
-    confirmRunningUpdate();
+    m_updateFlow->confirmRunningUpdate();
 }
 void LaunchStore::dismissRunningUpdate() {
-    dismissRunningUpdatePrompt();
+    m_updateFlow->dismissRunningUpdatePrompt();
 }
 void LaunchStore::dismissMessage() {
     setMessage(std::nullopt);
 }
-
-void LaunchStore::setFollowsWorkspace(bool follows) {
-    for (const auto& connection : std::as_const(m_workspaceConnections))
-        disconnect(connection);
-    m_workspaceConnections.clear();
-    m_pendingNotifications[launch] = 0;
-    m_pendingNotifications[termination] = 0;
-    if (!follows || !m_services.workspace)
-        return;
-
-    const auto onNotification = [this](int kind) {
-        ++m_pendingNotifications[kind];
-        if (!m_notificationLoopRunning[kind])
-            runDetached(followNotifications(kind));
-    };
-    Workspace* workspace = m_services.workspace.get();
-    m_workspaceConnections.append(connect(workspace, &Workspace::applicationLaunched, this,
-                                          [onNotification] { onNotification(launch); }));
-    m_workspaceConnections.append(connect(workspace, &Workspace::applicationTerminated, this,
-                                          [onNotification] { onNotification(termination); }));
-}
-
-// One loop per kind of notification: each notification gets its own refresh, and the next one
-// waits until the previous refresh has finished.
-QCoro::Task<> LaunchStore::followNotifications(int kind) {
-    m_notificationLoopRunning[kind] = true;
-    const ClearOnExit running(
-        *this, [kind](LaunchStore& store) { store.m_notificationLoopRunning[kind] = false; });
-    QPointer<LaunchStore> guard(this);
-    while (guard && m_pendingNotifications[kind] > 0) {
-        --m_pendingNotifications[kind];
-        // One failed refresh must not end the loop: later notifications still need theirs.
-        std::optional<QString> failure;
-        try {
-            co_await refreshApplications();
-        } catch (const std::exception& error) {
-            failure = LaunchError::describe(error);
-        }
-        if (failure && guard)
-            setMessage(*failure);
-    }
+void LaunchStore::followWorkspace(bool follows) {
+    m_applicationFlows->setFollowsWorkspace(follows);
 }

@@ -24,27 +24,30 @@ StoreViewModels::StoreViewModels(LaunchStore& store)
     const auto followFilteredPacks = [this, &store] {
         filteredPacks.setPacks(store.filteredPacks());
     };
-    const auto followPublicPacks = [this, &store] { publicPacks.setPacks(store.publicPacks()); };
+    const PackFlows& packFlows = store.packFlows();
+    const auto followPublicPacks = [this, &packFlows] {
+        publicPacks.setPacks(packFlows.publicPacks());
+    };
     const auto followSelection = [this, &store] {
         const QString id = store.selectedPackID().value_or(QString());
         for (ContentPackListModel* model : {&packs, &filteredPacks, &publicPacks, &selectedPack})
             model->setSelectedID(id);
         selectedPack.setPacksInPlace(selectedPackIn(store));
     };
-    const auto followProgress = [this, &store] {
+    const auto followTransfers = [this, &packFlows] {
         for (ContentPackListModel* model : {&packs, &filteredPacks, &publicPacks, &selectedPack})
-            model->setProgress(store.packProgress());
+            model->setTransfers(packFlows.transfers());
     };
     connect(&store, &LaunchStore::appsChanged, this, followApps);
     connect(&store, &LaunchStore::packsChanged, this, followPacks);
     connect(&store, &LaunchStore::filteredPacksChanged, this, followFilteredPacks);
-    connect(&store, &LaunchStore::publicPacksChanged, this, followPublicPacks);
+    connect(&packFlows, &PackFlows::publicPacksChanged, this, followPublicPacks);
     connect(&store, &LaunchStore::selectedPackIDChanged, this, followSelection);
-    connect(&store, &LaunchStore::packProgressChanged, this, followProgress);
+    connect(&packFlows, &PackFlows::transfersChanged, this, followTransfers);
     followApps();
     followPacks();
     followFilteredPacks();
     followPublicPacks();
     followSelection();
-    followProgress();
+    followTransfers();
 }

@@ -1,21 +1,28 @@
+#include "store/UpdateFlow.h"
+
 #include "foundation/LaunchError.h"
 #include "foundation/SemanticVersion.h"
 #include "platform/BundleMetadata.h"
 #include "store/ClearOnExit.h"
 #include "store/GenerationTicket.h"
 #include "store/LaunchStore.h"
+#include "store/PropertyAssign.h"
+#include "store/Transfer.h"
 
 #include <QLoggingCategory>
 
-using namespace Qt::StringLiterals;
 using Launch::InstallationState;
 
 Q_DECLARE_LOGGING_CATEGORY(lcStore)
 
-LaunchStore::ReleaseDecision
-LaunchStore::releaseDecision(const std::optional<QString>& installedVersion,
-                             const std::optional<QString>& installedBuild,
-                             const AvailableApplicationRelease& release) {
+UpdateFlow::UpdateFlow(LaunchStore& store)
+    : QObject(&store)
+    , m_store(store) {}
+
+UpdateFlow::ReleaseDecision
+UpdateFlow::releaseDecision(const std::optional<QString>& installedVersion,
+                            const std::optional<QString>& installedBuild,
+                            const AvailableApplicationRelease& release) {
     if (!installedVersion)
         return ReleaseDecision::undetermined;
     const auto newer = isUpdate(*installedVersion, installedBuild, release.version, release.build);
@@ -24,30 +31,30 @@ LaunchStore::releaseDecision(const std::optional<QString>& installedVersion,
     return *newer ? ReleaseDecision::newer : ReleaseDecision::notNewer;
 }
 
-QCoro::Task<> LaunchStore::checkDirectorRelease() {
-    if (!m_services.releaseChecker)
+QCoro::Task<> UpdateFlow::checkDirectorRelease() {
+    const auto checker = m_store.services().releaseChecker;
+    if (!checker)
         co_return;
-    const auto& director = configuration().director;
-    const auto it = std::find_if(m_apps.begin(), m_apps.end(), [&](const InstalledApp& app) {
+    const auto& director = m_store.configuration().director;
+    const auto& apps = m_store.apps();
+    const auto it = std::find_if(apps.begin(), apps.end(), [&](const InstalledApp& app) {
         return director.isVerifiedIdentifier(app.bundleIdentifier);
     });
-    if (it == m_apps.end())
+    if (it == apps.end())
         co_return;
     const QString appID = it->id;
-    const auto ticket = GenerationTicket::forMode(*this);
+    const auto ticket = GenerationTicket::forMode(m_store);
 
     std::optional<AvailableApplicationRelease> release;
     try {
-        release = co_await m_services.releaseChecker->latestRelease();
+        release = co_await checker->latestRelease();
     } catch (const std::exception&) {
         if (!ticket.stillApplies())
             co_return;
-        if (auto app = appWithID(appID); app && app->path) {
-            app->state = InstallationState::stale;
-            replaceApp(*app);
-        }
+        if (auto app = m_store.appWithID(appID); app && app->path)
+            markApp(appID, InstallationState::stale);
         setAvailableDirectorRelease(std::nullopt);
-        setMessage(u"The Vantor Director update check could not be completed."_s);
+        m_store.setMessage(tr("The Vantor Director update check could not be completed."));
         co_return;
     }
     if (!ticket.stillApplies())
@@ -55,7 +62,7 @@ QCoro::Task<> LaunchStore::checkDirectorRelease() {
 
     // The release is the Director's whether or not its row is still there.
     setAvailableDirectorRelease(release);
-    auto app = appWithID(appID);
+    auto app = m_store.appWithID(appID);
     if (!app)
         co_return;
     app->availableVersion = release ? std::optional<QString>(release->version) : std::nullopt;
@@ -69,88 +76,87 @@ QCoro::Task<> LaunchStore::checkDirectorRelease() {
         app->state = decision == ReleaseDecision::newer ? InstallationState::updateAvailable
                                                         : InstallationState::current;
     }
-    app->lastChecked = now();
-    replaceApp(*app);
+    app->lastChecked = m_store.now();
+    m_store.replaceApp(*app);
 }
 
-QString LaunchStore::updateButtonTitle(const InstalledApp& app,
-                                       const std::optional<AvailableApplicationRelease>& release) {
+QString UpdateFlow::updateButtonTitle(const InstalledApp& app,
+                                      const std::optional<AvailableApplicationRelease>& release) {
     if (!release)
-        return app.availableVersion ? u"Update to "_s + *app.availableVersion : u"Update Now"_s;
+        return app.availableVersion ? tr("Update to %1").arg(*app.availableVersion)
+                                    : tr("Update Now");
     if (release->build && !release->build->isEmpty())
-        return u"Update to "_s + release->version + u" build "_s + *release->build;
-    return u"Update to "_s + release->version;
+        return tr("Update to %1 build %2").arg(release->version, *release->build);
+    return tr("Update to %1").arg(release->version);
 }
 
-void LaunchStore::updateApplication(const InstalledApp& app) {
-    if (m_demoEnabled) {
-        setMessage(u"Demo mode cannot update real applications."_s);
+void UpdateFlow::updateApplication(const InstalledApp& app) {
+    if (m_store.demoEnabled()) {
+        m_store.setMessage(tr("Demo mode cannot update real applications."));
         return;
     }
     if (app.isRunning) {
         setRunningUpdatePromptAppID(app.id);
         return;
     }
-    runDetached(installUpdate(app));
+    m_store.runDetached(installUpdate(app));
 }
 
-void LaunchStore::dismissRunningUpdatePrompt() {
+void UpdateFlow::dismissRunningUpdatePrompt() {
     setRunningUpdatePromptAppID(std::nullopt);
 }
 
-QList<RunningApplication> LaunchStore::runningCopiesAt(const InstalledApp& app) const {
+QList<RunningApplication> UpdateFlow::runningCopiesAt(const InstalledApp& app) const {
     QList<RunningApplication> copies;
     if (!app.path)
         return copies;
     const QString path = bundleIdentity(*app.path);
     for (const RunningApplication& running :
-         m_services.workspace->runningApplications(app.bundleIdentifier)) {
+         m_store.services().workspace->runningApplications(app.bundleIdentifier)) {
         if (bundleIdentity(running.bundleURL) == path)
             copies.append(running);
     }
     return copies;
 }
 
-void LaunchStore::confirmRunningUpdate() {
+void UpdateFlow::confirmRunningUpdate() {
     if (!m_runningUpdatePromptAppID)
         return;
-    const auto app = appWithID(*m_runningUpdatePromptAppID);
+    const auto app = m_store.appWithID(*m_runningUpdatePromptAppID);
+    setRunningUpdatePromptAppID(std::nullopt);
     if (!app || !app->path) {
-        setRunningUpdatePromptAppID(std::nullopt);
-        setMessage(u"The running Vantor Director installation could not be verified."_s);
+        m_store.setMessage(tr("The running Vantor Director installation could not be verified."));
         return;
     }
-    if (!m_services.applicationUpdater) {
+    if (!m_store.services().applicationUpdater) {
         // Closing the user's Director only to fail afterwards would be worse than not starting.
-        setRunningUpdatePromptAppID(std::nullopt);
-        setMessage(u"Vantor Director could not be updated: "_s + updaterMissingDescription());
+        m_store.setMessage(
+            tr("Vantor Director could not be updated: %1").arg(updaterMissingDescription()));
         return;
     }
     setQueuedUpdateApplication(app);
     setReopenAfterUpdateAppID(app->id);
-    setRunningUpdatePromptAppID(std::nullopt);
 
     const QList<RunningApplication> copies = runningCopiesAt(*app);
     bool allAsked = !copies.isEmpty();
     for (const RunningApplication& copy : copies) {
-        if (!m_services.workspace->terminate(copy)) {
+        if (!m_store.services().workspace->terminate(copy)) {
             allAsked = false;
             break;
         }
     }
     if (!allAsked) {
-        setQueuedUpdateApplication(std::nullopt);
-        setReopenAfterUpdateAppID(std::nullopt);
-        setMessage(
-            u"Vantor Director could not be closed automatically. Quit it normally, then try the update again."_s);
+        forgetPendingWork();
+        m_store.setMessage(tr("Vantor Director could not be closed automatically. Quit it "
+                              "normally, then try the update again."));
         return;
     }
     // No time-out and no forced quit: the termination notification resumes the update.
-    setMessage(u"Closing Vantor Director before installing the update…"_s);
+    m_store.setMessage(tr("Closing Vantor Director before installing the update…"));
 }
 
-QCoro::Task<> LaunchStore::resumeQueuedUpdate() {
-    if (!m_queuedUpdateApplication || m_demoEnabled)
+QCoro::Task<> UpdateFlow::resumeQueuedUpdate() {
+    if (!m_queuedUpdateApplication || m_store.demoEnabled())
         co_return;
     InstalledApp app = *m_queuedUpdateApplication;
     if (!runningCopiesAt(app).isEmpty())
@@ -160,89 +166,118 @@ QCoro::Task<> LaunchStore::resumeQueuedUpdate() {
     co_await installUpdate(app);
 }
 
-QCoro::Task<> LaunchStore::installUpdate(InstalledApp app) {
+void UpdateFlow::forgetPendingWork() {
+    setReopenAfterUpdateAppID(std::nullopt);
+    setQueuedUpdateApplication(std::nullopt);
+}
+
+// The release to install: the one the last check found, or a fresh answer. Throws the check's
+// failure; no value when a mode switch or another update made the answer someone else's.
+QCoro::Task<std::optional<AvailableApplicationRelease>> UpdateFlow::releaseForUpdate() {
+    const auto checker = m_store.services().releaseChecker;
+    if (m_availableDirectorRelease || !checker)
+        co_return m_availableDirectorRelease;
+    const auto ticket = GenerationTicket::forMode(m_store);
+    std::optional<AvailableApplicationRelease> release = co_await checker->latestRelease();
+    // Another update that began while the manifest was on its way goes first: one at a time.
+    if (!ticket.stillApplies() || m_updatingAppID)
+        throw LaunchError::url(LaunchError::cancelled);
+    setAvailableDirectorRelease(release);
+    if (!release)
+        throw LaunchError(LaunchError::Domain::updater, 0,
+                          tr("This release does not include a direct download."));
+    co_return release;
+}
+
+QCoro::Task<> UpdateFlow::installUpdate(InstalledApp app) {
     if (m_updatingAppID)
         co_return;
     if (!app.path) {
-        setMessage(u"The verified Vantor Director installation could not be found."_s);
+        m_store.setMessage(tr("The verified Vantor Director installation could not be found."));
         co_return;
     }
 
     const auto reopen = [this](const InstalledApp& flowApp) {
-        if (m_reopenAfterUpdateAppID != flowApp.id || m_demoEnabled)
+        if (m_reopenAfterUpdateAppID != flowApp.id || m_store.demoEnabled())
             return;
         setReopenAfterUpdateAppID(std::nullopt);
-        open(appWithID(flowApp.id).value_or(flowApp));
+        m_store.applicationFlows().open(m_store.appWithID(flowApp.id).value_or(flowApp));
     };
-    const auto fail = [&](const QString& description) {
+    const auto fail = [&](const QString& text) {
         setUpdatingAppID(std::nullopt);
-        if (auto current = appWithID(app.id); current && !m_demoEnabled) {
-            current->state = InstallationState::updateAvailable;
-            replaceApp(*current);
-        }
-        setMessage(u"Vantor Director could not be updated: "_s + description);
+        if (!m_store.demoEnabled())
+            markApp(app.id, InstallationState::updateAvailable);
+        m_store.setMessage(text);
         reopen(app);
     };
+    const auto failWith = [&](const QString& description) {
+        fail(tr("Vantor Director could not be updated: %1").arg(description));
+    };
 
-    std::optional<AvailableApplicationRelease> release = m_availableDirectorRelease;
-    if (!release && m_services.releaseChecker) {
-        const auto ticket = GenerationTicket::forMode(*this);
-        std::optional<QString> failure;
-        try {
-            release = co_await m_services.releaseChecker->latestRelease();
-        } catch (const std::exception& error) {
-            failure = LaunchError::describe(error);
-        }
-        // A mode switch meanwhile makes the answer someone else's; another update that began
-        // while the manifest was on its way goes first: one at a time.
-        if (!ticket.stillApplies() || m_updatingAppID)
-            co_return;
-        if (failure) {
-            fail(*failure);
-            co_return;
-        }
-        setAvailableDirectorRelease(release);
+    const auto ticket = GenerationTicket::forMode(m_store);
+    std::optional<AvailableApplicationRelease> release;
+    std::optional<QString> failure;
+    try {
+        release = co_await releaseForUpdate();
+    } catch (const std::exception& error) {
+        failure = LaunchError::describe(error);
     }
-    if (!release) {
-        fail(u"This release does not include a direct download."_s);
+    if (!ticket.stillApplies() || m_updatingAppID)
+        co_return;
+    if (failure || !release) {
+        failWith(failure.value_or(tr("This release does not include a direct download.")));
         co_return;
     }
-
-    if (!m_services.applicationUpdater) {
-        fail(updaterMissingDescription());
+    const auto updater = m_store.services().applicationUpdater;
+    if (!updater) {
+        failWith(updaterMissingDescription());
         co_return;
     }
 
     setUpdatingAppID(app.id);
-    const ClearOnExit updating(*this,
-                               [](LaunchStore& store) { store.setUpdatingAppID(std::nullopt); });
-    if (auto current = appWithID(app.id)) {
-        current->state = InstallationState::checking;
-        replaceApp(*current);
-    }
-    setMessage(u"Downloading Vantor Director "_s + release->version + u"…"_s);
+    auto* transfer = new Transfer(this);
+    setTransfer(transfer);
+    const ClearOnExit updating(*this, [transfer](UpdateFlow& flow) {
+        flow.setUpdatingAppID(std::nullopt);
+        flow.setTransfer(nullptr);
+        transfer->deleteLater();
+    });
+    markApp(app.id, InstallationState::checking);
+    m_store.setMessage(tr("Downloading Vantor Director %1…").arg(release->version));
 
     const AvailableApplicationRelease chosenRelease = *release;
     const QUrl installed = *app.path;
-    const QStringList identifiers = configuration().director.bundleIdentifiers;
-    std::optional<QString> failure;
+    const QStringList identifiers = m_store.configuration().director.bundleIdentifiers;
+    TransferControl control = transfer->control();
+    control.committing = [guard = QPointer<Transfer>(transfer)] {
+        if (guard)
+            guard->setCancellable(false);
+    };
+    bool cancelled = false;
     try {
-        co_await m_services.applicationUpdater->installUpdate(chosenRelease, installed, identifiers,
-                                                              {});
+        co_await updater->installUpdate(chosenRelease, installed, identifiers, control);
+    } catch (const LaunchError& error) {
+        cancelled = error.isUrlError(LaunchError::cancelled) && transfer->cancelRequested();
+        failure = error.description();
     } catch (const std::exception& error) {
         failure = LaunchError::describe(error);
     }
     // The outcome is the installed Director's, whatever start() did meanwhile: it is reported,
     // and a Director this flow closed is reopened. Only a mode switch (which forgets the reopen)
     // keeps it closed.
+    if (cancelled) {
+        fail(tr("The Vantor Director update was cancelled. The installed version was not "
+                "changed."));
+        co_return;
+    }
     if (failure) {
-        fail(*failure);
+        failWith(*failure);
         co_return;
     }
 
-    setMessage(u"Vantor Director "_s + release->version + u" was installed successfully."_s);
+    m_store.setMessage(tr("Vantor Director %1 was installed successfully.").arg(release->version));
     try {
-        co_await refreshApplications();
+        co_await m_store.applicationFlows().refreshApplications();
     } catch (const std::exception& error) {
         // The update itself succeeded; only the fresh look at it failed.
         qCWarning(lcStore) << "Refreshing after the update failed:" << error.what();
@@ -250,6 +285,58 @@ QCoro::Task<> LaunchStore::installUpdate(InstalledApp app) {
     reopen(app);
 }
 
-QString LaunchStore::updaterMissingDescription() {
-    return LaunchError::notConfigured(u"Verified application updates"_s).description();
+void UpdateFlow::cancelUpdate() {
+    if (m_transfer)
+        m_transfer->cancel();
+}
+
+QString UpdateFlow::updaterMissingDescription() {
+    return LaunchError::notConfigured(tr("Verified application updates")).description();
+}
+
+void UpdateFlow::markApp(const QString& appID, InstallationState state) {
+    if (auto app = m_store.appWithID(appID)) {
+        app->state = state;
+        m_store.replaceApp(*app);
+    }
+}
+
+void UpdateFlow::setRunningUpdatePromptAppID(std::optional<QString> appID) {
+    assignProperty(this, m_runningUpdatePromptAppID, std::move(appID),
+                   &UpdateFlow::runningUpdatePromptAppIDChanged);
+}
+
+void UpdateFlow::setUpdatingAppID(std::optional<QString> appID) {
+    assignProperty(this, m_updatingAppID, std::move(appID), &UpdateFlow::updatingAppIDChanged);
+}
+
+void UpdateFlow::setQueuedUpdateApplication(std::optional<InstalledApp> app) {
+    assignProperty(this, m_queuedUpdateApplication, std::move(app),
+                   &UpdateFlow::queuedUpdateApplicationChanged);
+}
+
+void UpdateFlow::setReopenAfterUpdateAppID(std::optional<QString> appID) {
+    assignProperty(this, m_reopenAfterUpdateAppID, std::move(appID),
+                   &UpdateFlow::reopenAfterUpdateAppIDChanged);
+}
+
+void UpdateFlow::setAvailableDirectorRelease(std::optional<AvailableApplicationRelease> release) {
+    assignProperty(this, m_availableDirectorRelease, std::move(release),
+                   &UpdateFlow::availableDirectorReleaseChanged);
+}
+
+void UpdateFlow::setTransfer(Transfer* transfer) {
+    if (m_transfer == transfer)
+        return;
+    m_transfer = transfer;
+    Q_EMIT transferChanged();
+}
+
+QVariant UpdateFlow::availableDirectorReleaseForView() const {
+    return m_availableDirectorRelease ? QVariant::fromValue(*m_availableDirectorRelease)
+                                      : QVariant();
+}
+
+QVariant UpdateFlow::queuedUpdateApplicationForView() const {
+    return m_queuedUpdateApplication ? QVariant::fromValue(*m_queuedUpdateApplication) : QVariant();
 }

@@ -160,14 +160,15 @@ class EndToEndTest : public QObject {
     // Signs in through the browser and the desktop: the command lines that held the callback.
     QStringList signIn(PlayingBrowser::Desktop desktop) {
         m_browser->desktop = desktop;
-        if (!finished(m_store->signIn()) || m_store->syncState().kind != SyncKind::synced)
+        if (!finished(m_store->accountFlows().signIn()) ||
+            m_store->accountFlows().syncState().kind != SyncKind::synced)
             return {u"no sign-in"_s};
         return m_browser->stopWatching();
     }
 
     bool startStore() {
         m_store = std::make_unique<LaunchStore>(production());
-        m_store->setFollowsWorkspace(true);
+        m_store->applicationFlows().setFollowsWorkspace(true);
         return finished(m_store->start());
     }
 
@@ -200,10 +201,10 @@ class EndToEndTest : public QObject {
                 },
                 10000))
             return false;
-        m_store->updateApplication(director());
-        if (m_store->runningUpdatePromptAppID() != director().id)
+        m_store->updateFlow().updateApplication(director());
+        if (m_store->updateFlow().runningUpdatePromptAppID() != director().id)
             return false;
-        m_store->confirmRunningUpdate();
+        m_store->updateFlow().confirmRunningUpdate();
         return message() == u"Closing Vantor Director before installing the update…"_s;
     }
 
@@ -268,17 +269,17 @@ private Q_SLOTS:
         QVERIFY(startStore());
         QCOMPARE(director().path, std::optional(QUrl::fromLocalFile(installed())));
         QCOMPARE(director().installedVersion, std::optional(u"2.4.1"_s));
-        QVERIFY(m_store->availableDirectorRelease());
-        QCOMPARE(m_store->availableDirectorRelease()->version, u"2.5.0"_s);
-        QVERIFY(m_store->hasLoadedPublicCatalogue());
-        QCOMPARE(m_store->syncState().kind, SyncKind::signedOut);
+        QVERIFY(m_store->updateFlow().availableDirectorRelease());
+        QCOMPARE(m_store->updateFlow().availableDirectorRelease()->version, u"2.5.0"_s);
+        QVERIFY(m_store->packFlows().hasLoadedPublicCatalogue());
+        QCOMPARE(m_store->accountFlows().syncState().kind, SyncKind::signedOut);
 
         // The update closes the running Director politely, installs 2.5.0 and reopens it.
         const qsizetype launched = launches();
         QVERIFY(confirmUpdate());
         QTRY_COMPARE_WITH_TIMEOUT(message(), u"Vantor Director 2.5.0 was installed successfully."_s,
                                   30000);
-        QTRY_VERIFY_WITH_TIMEOUT(!m_store->updatingAppID(), 30000);
+        QTRY_VERIFY_WITH_TIMEOUT(!m_store->updateFlow().updatingAppID(), 30000);
         QCOMPARE(director().installedVersion, std::optional(u"2.5.0"_s));
         QTRY_COMPARE_WITH_TIMEOUT(director().state, InstallationState::current, 10000);
         QCOMPARE(readBundleMetadata(QUrl::fromLocalFile(installed()))->version,
@@ -292,11 +293,11 @@ private Q_SLOTS:
         QCOMPARE(signIn(PlayingBrowser::Desktop::execLine), QStringList());
         QVERIFY(m_browser->sawHandOver());
         QTRY_COMPARE_WITH_TIMEOUT(m_browser->handlerExitCode, 0, 10000);
-        QVERIFY(m_store->account());
-        QCOMPARE(m_store->account()->id, u"cus_sample_0001"_s);
+        QVERIFY(m_store->accountFlows().account());
+        QCOMPARE(m_store->accountFlows().account()->id, u"cus_sample_0001"_s);
         QVERIFY(QFile::exists(snapshotFile()));
 
-        QVERIFY(finished(m_store->installPack(packID)));
+        QVERIFY(finished(m_store->packFlows().installPack(packID)));
         QCOMPARE(message(), u"Aurora Stage is installed and ready in Vantor Creator."_s);
         QCOMPARE(packState(), std::optional(PackInstallation::installed));
         const QStringList installedPack = treeContents(contentStore());
@@ -306,22 +307,22 @@ private Q_SLOTS:
         // A restart shows the saved account until the automatic sync has refreshed it.
         m_store = std::make_unique<LaunchStore>(production());
         QList<SyncKind> states;
-        connect(m_store.get(), &LaunchStore::syncStateChanged, this,
-                [&] { states.append(m_store->syncState().kind); });
+        connect(&m_store->accountFlows(), &AccountFlows::syncStateChanged, this,
+                [&] { states.append(m_store->accountFlows().syncState().kind); });
         QVERIFY(finished(m_store->start()));
         QCOMPARE(states, (QList{SyncKind::stale, SyncKind::syncing, SyncKind::synced}));
         QCOMPARE(packState(), std::optional(PackInstallation::installed));
-        QVERIFY(finished(m_store->refreshAccount()));
-        QCOMPARE(m_store->syncState().kind, SyncKind::synced);
-        QCOMPARE(m_store->account()->displayName, u"Sample Presenter"_s);
+        QVERIFY(finished(m_store->accountFlows().refreshAccount()));
+        QCOMPARE(m_store->accountFlows().syncState().kind, SyncKind::synced);
+        QCOMPARE(m_store->accountFlows().account()->displayName, u"Sample Presenter"_s);
 
         // Sign-out leaves no keyring item, no snapshot, no token in any file and no session.
         const QStringList tokens = keyringTokens();
         QCOMPARE(tokens.size(), 2);
-        QVERIFY(finished(m_store->signOut()));
+        QVERIFY(finished(m_store->accountFlows().signOut()));
         QCOMPARE(message(), u"You are signed out of Vantor Launcher. Installed applications and "
                             u"content were not changed."_s);
-        QVERIFY(!m_store->account());
+        QVERIFY(!m_store->accountFlows().account());
         QCOMPARE(keyringTokens(), QStringList());
         QVERIFY(!QFile::exists(snapshotFile()));
         QCOMPARE(m_website->sessionCount(), 0);
@@ -379,17 +380,17 @@ private Q_SLOTS:
         if (flow == u"update"_s)
             QVERIFY(startDirector());
         QVERIFY(startStore());
-        if (!m_store->account()) {
+        if (!m_store->accountFlows().account()) {
             // This time the desktop opens the entry over D-Bus: the running launcher answers.
             QCOMPARE(signIn(PlayingBrowser::Desktop::dbusActivation), QStringList());
             QCOMPARE(m_browser->openAnswered, std::optional(true));
         }
         if (packState() != PackInstallation::installed)
-            QVERIFY(finished(m_store->installPack(packID)));
+            QVERIFY(finished(m_store->packFlows().installPack(packID)));
         QCOMPARE(packState(), std::optional(PackInstallation::installed));
         // The account sync of the start re-reads the installed packs without waiting; this read
         // queues behind it, so that it cannot overwrite the outcome of the flow below.
-        QVERIFY(finished(m_store->refreshPackInstallations()));
+        QVERIFY(finished(m_store->packFlows().refreshPackInstallations()));
         const QStringList directorFiles = treeContents(installed());
         const QStringList content = treeContents(contentStore());
         const QByteArray snapshot = readFile(snapshotFile());
@@ -414,16 +415,16 @@ private Q_SLOTS:
             QTRY_COMPARE_WITH_TIMEOUT(launches(), launched + 1, 10000);
             QTRY_VERIFY_WITH_TIMEOUT(director().isRunning, 10000);
             QTRY_COMPARE_WITH_TIMEOUT(director().state, InstallationState::updateAvailable, 10000);
-            QVERIFY(!m_store->updatingAppID());
+            QVERIFY(!m_store->updateFlow().updatingAppID());
         } else if (flow == u"check"_s) {
-            QVERIFY(finished(m_store->refreshApplications()));
+            QVERIFY(finished(m_store->applicationFlows().refreshApplications()));
             QCOMPARE(director().state, InstallationState::stale);
         } else if (flow == u"catalogue"_s) {
             const QList<ContentPack> packs = m_store->packs();
-            QVERIFY(finished(m_store->refreshCatalogue()));
+            QVERIFY(finished(m_store->packFlows().refreshCatalogue()));
             QCOMPARE(m_store->packs(), packs);
         } else if (flow == u"install"_s) {
-            auto install = m_store->installPack(packID);
+            auto install = m_store->packFlows().installPack(packID);
             if (fault.delay) {
                 // While the slow file arrives, the new copy is staged and the installed one is
                 // untouched.
@@ -438,10 +439,10 @@ private Q_SLOTS:
             QCOMPARE(packState(), std::optional(fault.delay ? PackInstallation::installed
                                                             : PackInstallation::failed));
         } else {
-            QVERIFY(finished(m_store->refreshAccount()));
-            QCOMPARE(m_store->syncState().kind,
+            QVERIFY(finished(m_store->accountFlows().refreshAccount()));
+            QCOMPARE(m_store->accountFlows().syncState().kind,
                      fault.expiredSession ? SyncKind::sessionExpired : SyncKind::failed);
-            QVERIFY(m_store->account());
+            QVERIFY(m_store->accountFlows().account());
         }
         QCOMPARE(message(), expected);
         QCOMPARE(treeContents(installed()), directorFiles);

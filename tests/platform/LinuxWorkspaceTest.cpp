@@ -404,7 +404,7 @@ private Q_SLOTS:
         QVERIFY(finishes(store.start()));
 
         listener.sinceStart.start();
-        QVERIFY(finishes(store.openContentPackManagement()));
+        QVERIFY(finishes(store.packFlows().openContentPackManagement()));
         QVERIFY(QTest::qWaitFor([&] { return !listener.names.isEmpty(); }, 5000));
         QCOMPARE(listener.names,
                  QStringList{u"nz.co.halvex.VantorDirector.OpenContentPackLibrary"_s});

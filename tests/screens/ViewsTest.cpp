@@ -281,7 +281,7 @@ private Q_SLOTS:
         // A newer build of the same version changes only the release: the title follows it.
         fixture.releaseChecker->latest.answerWith(
             AvailableApplicationRelease{u"2.5.0"_s, u"2501"_s, std::nullopt});
-        QVERIFY(finishes(harness.store().checkDirectorRelease()));
+        QVERIFY(finishes(harness.store().updateFlow().checkDirectorRelease()));
         QTRY_COMPARE(textOf(harness.find(director, u"updateButton"_s)),
                      u"Update to 2.5.0 build 2501"_s);
 
@@ -310,7 +310,7 @@ private Q_SLOTS:
         QCOMPARE(rowButtons(harness, director), QStringList({u"Open"_s, u"Reveal in Finder"_s}));
         // The update ends, so that no flow is left waiting when the test does.
         fixture.updater->install.complete({});
-        QTRY_VERIFY(!harness.store().updatingAppID());
+        QTRY_VERIFY(!harness.store().updateFlow().updatingAppID());
     }
 
     void missingDirectorShowsAsSuchAndIsLocatedThroughTheFolderPanel() {
@@ -467,20 +467,20 @@ private Q_SLOTS:
         QVERIFY(alert);
         QVERIFY(!alert->property("visible").toBool());
 
-        harness.store().updateApplication(harness.store().apps().constFirst());
+        harness.store().updateFlow().updateApplication(harness.store().apps().constFirst());
         QTRY_VERIFY(alert->property("opened").toBool());
         QCOMPARE(alert->property("title").toString(), u"Vantor Director is open"_s);
         harness.click(qobject_cast<QQuickItem*>(harness.find(alert, u"remindLaterButton"_s)));
         QTRY_VERIFY(!alert->property("visible").toBool());
-        QCOMPARE(harness.store().runningUpdatePromptAppID(), std::nullopt);
+        QCOMPARE(harness.store().updateFlow().runningUpdatePromptAppID(), std::nullopt);
         QVERIFY(fixture.workspace->terminated.isEmpty());
 
-        harness.store().updateApplication(harness.store().apps().constFirst());
+        harness.store().updateFlow().updateApplication(harness.store().apps().constFirst());
         QTRY_VERIFY(alert->property("opened").toBool());
         harness.click(qobject_cast<QQuickItem*>(harness.find(alert, u"updateNowButton"_s)));
         QTRY_COMPARE(fixture.workspace->terminated.size(), 1);
         QTRY_VERIFY(!alert->property("visible").toBool());
-        QCOMPARE(harness.store().runningUpdatePromptAppID(), std::nullopt);
+        QCOMPARE(harness.store().updateFlow().runningUpdatePromptAppID(), std::nullopt);
     }
 
     // The sheet of the main window while a sign-in continues in the browser.

@@ -53,17 +53,17 @@ class AccountFlowsTest : public QObject {
 private Q_SLOTS:
     void signInAppliesAndSavesTheAccount() {
         startStore(false);
-        auto task = m_store->signIn();
-        QCOMPARE(m_store->syncState().kind, Kind::signingIn);
+        auto task = m_store->accountFlows().signIn();
+        QCOMPARE(m_store->accountFlows().syncState().kind, Kind::signingIn);
         QCOMPARE(m_fixture->snapshotCache->clears, 1);
-        auto again = m_store->signIn(); // pressed twice: one web sign-in
+        auto again = m_store->accountFlows().signIn(); // pressed twice: one web sign-in
         QVERIFY(finishes(again));
         QCOMPARE(provider().signInCalls.callCount(), 1);
 
         provider().signInCalls.complete(customer);
         QVERIFY(finishes(task));
-        QCOMPARE(m_store->account(), customer);
-        QCOMPARE(m_store->syncState(), AccountSyncState::synced(m_fixture->clock));
+        QCOMPARE(m_store->accountFlows().account(), customer);
+        QCOMPARE(m_store->accountFlows().syncState(), AccountSyncState::synced(m_fixture->clock));
         QCOMPARE(m_fixture->snapshotCache->stored->account, customer);
         QCOMPARE(m_store->selectedPackID(), u"p1"_s);
         QVERIFY(!m_store->message());
@@ -71,18 +71,18 @@ private Q_SLOTS:
 
     void signInFailuresAreReported() {
         startStore(false);
-        auto failing = m_store->signIn();
+        auto failing = m_store->accountFlows().signIn();
         provider().signInCalls.fail(LaunchError::notConfigured(u"Website account sign-in"_s));
         QVERIFY(finishes(failing));
         const QString text = u"Website account sign-in is not configured in this build."_s;
-        QCOMPARE(m_store->syncState(), AccountSyncState::failed(text, std::nullopt));
+        QCOMPARE(m_store->accountFlows().syncState(), AccountSyncState::failed(text, std::nullopt));
         QCOMPARE(m_store->message(), text);
 
-        auto blank = m_store->signIn();
+        auto blank = m_store->accountFlows().signIn();
         provider().signInCalls.complete(WebsiteAccount{u"  "_s, u"Nobody"_s, {}});
         QVERIFY(finishes(blank));
-        QVERIFY(!m_store->account());
-        QCOMPARE(m_store->syncState(),
+        QVERIFY(!m_store->accountFlows().account());
+        QCOMPARE(m_store->accountFlows().syncState(),
                  AccountSyncState::failed(u"The website returned an invalid account identity."_s,
                                           std::nullopt));
         QVERIFY(!m_fixture->snapshotCache->stored);
@@ -90,13 +90,13 @@ private Q_SLOTS:
 
     void demoSwitchDropsAWaitingSignIn() {
         startStore(false);
-        auto signIn = m_store->signIn();
+        auto signIn = m_store->accountFlows().signIn();
         m_store->setDemoEnabled(true);
         auto demo = m_store->start();
         QVERIFY(finishes(demo));
         provider().signInCalls.complete(customer);
         QVERIFY(finishes(signIn));
-        QCOMPARE(m_store->account()->id, u"demo-customer"_s);
+        QCOMPARE(m_store->accountFlows().account()->id, u"demo-customer"_s);
         QVERIFY(!m_fixture->snapshotCache->stored);
     }
 
@@ -114,51 +114,51 @@ private Q_SLOTS:
         QFETCH(int, code);
         QFETCH(int, expected);
         startStore(true);
-        const auto lastSync = m_store->lastSuccessfulSync();
-        auto task = m_store->refreshAccount();
+        const auto lastSync = m_store->accountFlows().lastSuccessfulSync();
+        auto task = m_store->accountFlows().refreshAccount();
         provider().refreshCalls.fail(LaunchError::url(LaunchError::UrlCode(code)));
         QVERIFY(finishes(task));
-        QCOMPARE(int(m_store->syncState().kind), expected);
+        QCOMPARE(int(m_store->accountFlows().syncState().kind), expected);
         QCOMPARE(m_store->message(), refreshUnavailable);
         // Nothing is removed by a failed refresh.
-        QCOMPARE(m_store->account(), customer);
+        QCOMPARE(m_store->accountFlows().account(), customer);
         QVERIFY(m_fixture->snapshotCache->stored);
-        QCOMPARE(m_store->syncState().date, lastSync);
+        QCOMPARE(m_store->accountFlows().syncState().date, lastSync);
     }
 
     void refreshRefusesAnotherAccount() {
         startStore(true);
         const auto saved = m_fixture->snapshotCache->stored;
-        auto task = m_store->refreshAccount();
+        auto task = m_store->accountFlows().refreshAccount();
         provider().refreshCalls.complete(WebsiteAccount{u"someone-else"_s, u"Other"_s, {}});
         QVERIFY(finishes(task));
-        QCOMPARE(m_store->account(), customer);
+        QCOMPARE(m_store->accountFlows().account(), customer);
         QCOMPARE(m_fixture->snapshotCache->stored, saved);
-        QCOMPARE(m_store->syncState(),
+        QCOMPARE(m_store->accountFlows().syncState(),
                  AccountSyncState::failed(
                      u"The account changed. Sign out before signing in to another account."_s,
-                     m_store->lastSuccessfulSync()));
+                     m_store->accountFlows().lastSuccessfulSync()));
     }
 
     void signOutClearsBeforeAskingTheWebsite() {
         startStore(true);
-        auto refresh = m_store->refreshAccount();
-        auto task = m_store->signOut();
-        QVERIFY(!m_store->account());
+        auto refresh = m_store->accountFlows().refreshAccount();
+        auto task = m_store->accountFlows().signOut();
+        QVERIFY(!m_store->accountFlows().account());
         QVERIFY(!m_fixture->snapshotCache->stored);
-        QVERIFY(m_store->isSigningOut());
+        QVERIFY(m_store->accountFlows().isSigningOut());
 
-        QVERIFY(finishes(m_store->signIn()));
+        QVERIFY(finishes(m_store->accountFlows().signIn()));
         QCOMPARE(m_store->message(),
                  u"Sign-out is still finishing. Please try signing in again shortly."_s);
 
         // The refresh that started before the sign-out returns late and is dropped.
         provider().refreshCalls.complete(customer);
         QVERIFY(finishes(refresh));
-        QVERIFY(!m_store->account());
+        QVERIFY(!m_store->accountFlows().account());
         provider().signOutCalls.complete({});
         QVERIFY(finishes(task));
-        QVERIFY(!m_store->isSigningOut());
+        QVERIFY(!m_store->accountFlows().isSigningOut());
         QCOMPARE(m_store->message(), u"You are signed out of Vantor Launcher. Installed "
                                      u"applications and content were not changed."_s);
     }
@@ -168,12 +168,12 @@ private Q_SLOTS:
         provider().signOutCalls.answerWith([]() -> Done { throw std::runtime_error("socket"); });
         m_store->requestSignOut();
         QTRY_COMPARE(m_store->message(), u"Vantor Launcher could not complete the operation."_s);
-        QVERIFY(!m_store->isSigningOut());
-        QVERIFY(!m_store->account());
+        QVERIFY(!m_store->accountFlows().isSigningOut());
+        QVERIFY(!m_store->accountFlows().account());
 
         // Signing in is possible again at once.
-        auto signIn = m_store->signIn();
-        QCOMPARE(m_store->syncState().kind, Kind::signingIn);
+        auto signIn = m_store->accountFlows().signIn();
+        QCOMPARE(m_store->accountFlows().syncState().kind, Kind::signingIn);
         QCOMPARE(provider().signInCalls.pendingCount(), 1);
         provider().signInCalls.complete(customer);
         QVERIFY(finishes(signIn));
@@ -191,16 +191,17 @@ private Q_SLOTS:
     void keepsTheAccountWhenTheSnapshotCannotBeRemoved() {
         QFETCH(bool, signingOut);
         startStore(true, true);
-        const AccountSyncState state = m_store->syncState();
+        const AccountSyncState state = m_store->accountFlows().syncState();
         // A folder in the file's place resists removal whatever the permissions.
         QVERIFY(QFile::remove(snapshotFile()) && QDir().mkpath(snapshotFile() + u"/kept"_s));
 
-        QVERIFY(finishes(signingOut ? m_store->signOut() : m_store->signIn()));
+        QVERIFY(finishes(signingOut ? m_store->accountFlows().signOut()
+                                    : m_store->accountFlows().signIn()));
         QCOMPARE(
             m_store->message(),
             u"Saved account data could not be removed. Sign-out or account switching was not completed. Please try again."_s);
-        QCOMPARE(m_store->account(), customer);
-        QCOMPARE(m_store->syncState(), state);
+        QCOMPARE(m_store->accountFlows().account(), customer);
+        QCOMPARE(m_store->accountFlows().syncState(), state);
         QCOMPARE(provider().signInCalls.callCount() + provider().signOutCalls.callCount(), 0);
         QVERIFY(QFileInfo::exists(snapshotFile() + u"/kept"_s));
     }
@@ -208,10 +209,10 @@ private Q_SLOTS:
     void reportsASnapshotThatCannotBeSaved() {
         startStore(true);
         m_fixture->snapshotCache->failsToSave = true;
-        auto task = m_store->refreshAccount();
+        auto task = m_store->accountFlows().refreshAccount();
         provider().refreshCalls.complete(customer);
         QVERIFY(finishes(task));
-        QCOMPARE(m_store->syncState().kind, Kind::synced);
+        QCOMPARE(m_store->accountFlows().syncState().kind, Kind::synced);
         QCOMPARE(m_store->message(),
                  u"Account refreshed, but its offline copy could not be saved."_s);
     }
@@ -221,9 +222,9 @@ private Q_SLOTS:
         auto collaborators = fixture.collaborators();
         collaborators.productionAccountProvider = nullptr;
         LaunchStore store(collaborators);
-        QVERIFY(finishes(store.signIn()));
+        QVERIFY(finishes(store.accountFlows().signIn()));
         QCOMPARE(store.message(), u"Website account sign-in is not configured in this build."_s);
-        QCOMPARE(store.syncState(), AccountSyncState::signedOut());
+        QCOMPARE(store.accountFlows().syncState(), AccountSyncState::signedOut());
     }
 
     void demoModeLeavesNoTraceOnDisk() {
@@ -234,8 +235,8 @@ private Q_SLOTS:
         QVERIFY(finishes(store->start()));
         fixture.demoAccountProvider->signInCalls.answerWith(customer);
         fixture.demoAccountProvider->signOutCalls.answerWith(Done{});
-        QVERIFY(finishes(store->signIn()));
-        QVERIFY(finishes(store->signOut()));
+        QVERIFY(finishes(store->accountFlows().signIn()));
+        QVERIFY(finishes(store->accountFlows().signOut()));
         QCOMPARE(fixture.snapshotCache->loads + fixture.snapshotCache->saves +
                      fixture.snapshotCache->clears,
                  0);

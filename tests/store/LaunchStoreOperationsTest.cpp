@@ -105,7 +105,7 @@ private Q_SLOTS:
 
         // Without an installed Director the Creator row stays as discovered.
         fixture.discovery->discover.answerWith({fixture.missingDirector(), fixture.creator()});
-        QVERIFY(finishes(store->refreshApplications()));
+        QVERIFY(finishes(store->applicationFlows().refreshApplications()));
         QCOMPARE(store->apps()[1].state, InstallationState::notInstalled);
         QVERIFY(!store->apps()[1].path);
     }
@@ -113,19 +113,19 @@ private Q_SLOTS:
     void opensOnlyVerifiedInstallations() {
         StoreFixture fixture;
         auto store = fixture.makeStore();
-        store->open(fixture.missingDirector());
+        store->applicationFlows().open(fixture.missingDirector());
         QCOMPARE(store->message(), u"Vantor Director is not installed at a verified location."_s);
         QVERIFY(fixture.workspace->opened.isEmpty());
 
-        store->open(fixture.director());
+        store->applicationFlows().open(fixture.director());
         QCOMPARE(fixture.workspace->opened, QList<QUrl>{*fixture.director().path});
 
         store->setDemoEnabled(true);
-        store->open(fixture.director());
+        store->applicationFlows().open(fixture.director());
         QCOMPARE(store->message(),
                  u"Demo mode did not open Vantor Director or change the installed application."_s);
         QCOMPARE(fixture.workspace->opened.size(), 1);
-        store->revealInFileBrowser(fixture.director());
+        store->applicationFlows().revealInFileBrowser(fixture.director());
         QCOMPARE(store->message(), u"Demo mode did not reveal a simulated application."_s);
         QVERIFY(fixture.workspace->revealed.isEmpty());
     }
@@ -143,22 +143,24 @@ private Q_SLOTS:
                                    foreign.toLocalFile().toUtf8());
         auto store = fixture.makeStore();
 
-        const auto apps =
-            store->applyRememberedLocations({fixture.missingDirector(), fixture.creator()});
+        const auto apps = store->applicationFlows().applyRememberedLocations(
+            {fixture.missingDirector(), fixture.creator()});
         QCOMPARE(apps[0].path, verified);
         QCOMPARE(apps[0].installedVersion, u"2.3.0"_s);
         QCOMPARE(apps[0].build, u"2300"_s);
         QCOMPARE(apps[0].state, InstallationState::stale);
         QCOMPARE(apps[0].lastChecked, fixture.clock);
-        QCOMPARE(store->securityScopedApplicationURLs().value(u"Vantor Director"_s), verified);
+        QCOMPARE(
+            store->applicationFlows().securityScopedApplicationURLs().value(u"Vantor Director"_s),
+            verified);
         // The identifier test is case-sensitive, so the lower-case copy is foreign and forgotten.
         QVERIFY(!apps[1].path);
         QVERIFY(!fixture.settings->contains(u"selectedApplication.Vantor Creator"_s));
 
         // A bundle that has since gained another identifier is forgotten too.
         writeBundle(folder, u"Director.app"_s, {u"com.example.Impostor"_s, u"2.3.0"_s, u"2300"_s});
-        const auto again =
-            store->applyRememberedLocations({fixture.missingDirector(), fixture.creator()});
+        const auto again = store->applicationFlows().applyRememberedLocations(
+            {fixture.missingDirector(), fixture.creator()});
         QVERIFY(!again[0].path);
         QVERIFY(!fixture.settings->contains(u"selectedApplication.Vantor Director"_s));
     }
@@ -175,12 +177,13 @@ private Q_SLOTS:
         const auto bookmarks = std::make_shared<RecordingBookmarks>();
         collaborators.bookmarks = bookmarks;
         auto store = std::make_unique<LaunchStore>(collaborators);
-        QSignalSpy accessChanges(store.get(), &LaunchStore::securityScopedApplicationURLsChanged);
+        QSignalSpy accessChanges(&store->applicationFlows(),
+                                 &ApplicationFlows::securityScopedApplicationURLsChanged);
         fixture.answerStartUp({fixture.missingDirector(), fixture.creator()});
         QVERIFY(finishes(store->start()));
 
         fixture.locationChooser->choose.answerWith(std::optional<QUrl>());
-        QVERIFY(finishes(store->chooseApplicationLocation(store->apps()[0])));
+        QVERIFY(finishes(store->applicationFlows().chooseApplicationLocation(store->apps()[0])));
         QCOMPARE(fixture.locationChooser->requests[0].title, u"Locate Vantor Director"_s);
         QCOMPARE(
             fixture.locationChooser->requests[0].message,
@@ -189,24 +192,26 @@ private Q_SLOTS:
         QVERIFY(!store->message());
 
         fixture.locationChooser->choose.answerWith(std::optional<QUrl>(foreign));
-        QVERIFY(finishes(store->chooseApplicationLocation(store->apps()[0])));
+        QVERIFY(finishes(store->applicationFlows().chooseApplicationLocation(store->apps()[0])));
         QCOMPARE(store->message(),
                  u"The selected application is not a verified Vantor Director installation."_s);
         QVERIFY(!fixture.settings->contains(u"selectedApplication.Vantor Director"_s));
 
         fixture.locationChooser->choose.answerWith(std::optional<QUrl>(verified));
-        QVERIFY(finishes(store->chooseApplicationLocation(store->apps()[0])));
+        QVERIFY(finishes(store->applicationFlows().chooseApplicationLocation(store->apps()[0])));
         QCOMPARE(store->apps()[0].path, verified);
         QCOMPARE(store->apps()[0].bundleIdentifier, u"nz.co.halvex.VantorDirector"_s);
         QVERIFY(fixture.settings->contains(u"selectedApplication.Vantor Director"_s));
         // Access begins as soon as the bundle is chosen, not only when it is remembered later.
         QCOMPARE(bookmarks->accessed, QList{verified});
-        QCOMPARE(store->securityScopedApplicationURLs().value(u"Vantor Director"_s), verified);
+        QCOMPARE(
+            store->applicationFlows().securityScopedApplicationURLs().value(u"Vantor Director"_s),
+            verified);
         QCOMPARE(accessChanges.count(), 1);
         QTRY_COMPARE(fixture.releaseChecker->latest.callCount(), 2);
 
         // The next discovery that misses it still shows the remembered copy.
-        QVERIFY(finishes(store->refreshApplications()));
+        QVERIFY(finishes(store->applicationFlows().refreshApplications()));
         QCOMPARE(store->apps()[0].path, verified);
     }
 
@@ -215,7 +220,7 @@ private Q_SLOTS:
         fixture.releaseChecker->latest.answerWith(std::nullopt);
         fixture.discovery->discover.holdCalls();
         auto store = fixture.makeStore();
-        store->setFollowsWorkspace(true);
+        store->applicationFlows().setFollowsWorkspace(true);
 
         fixture.workspace->simulateLaunch();
         fixture.workspace->simulateLaunch();
@@ -228,7 +233,7 @@ private Q_SLOTS:
         fixture.discovery->discover.complete({fixture.director(), fixture.creator()});
         QCOMPARE(fixture.discovery->discover.callCount(), 3);
 
-        store->setFollowsWorkspace(false);
+        store->applicationFlows().setFollowsWorkspace(false);
         fixture.workspace->simulateLaunch();
         QCOMPARE(fixture.discovery->discover.callCount(), 3);
     }
@@ -243,7 +248,7 @@ private Q_SLOTS:
             return {fixture.missingDirector(), fixture.creator()};
         });
         auto store = fixture.makeStore();
-        store->setFollowsWorkspace(true);
+        store->applicationFlows().setFollowsWorkspace(true);
 
         fixture.workspace->simulateLaunch();
         QTRY_COMPARE(store->message(), u"Vantor Launcher could not complete the operation."_s);
@@ -256,9 +261,9 @@ private Q_SLOTS:
     void publishedStateNotifiesItsChanges() {
         StoreFixture fixture;
         auto store = fixture.makeStore();
-        QSignalSpy provider(store.get(), &LaunchStore::accountProviderChanged);
-        QSignalSpy queued(store.get(), &LaunchStore::queuedUpdateApplicationChanged);
-        QSignalSpy attempt(store.get(), &LaunchStore::lastAutomaticSyncAttemptChanged);
+        QSignalSpy provider(&store->accountFlows(), &AccountFlows::accountProviderChanged);
+        QSignalSpy queued(&store->updateFlow(), &UpdateFlow::queuedUpdateApplicationChanged);
+        QSignalSpy attempt(&store->accountFlows(), &AccountFlows::lastAutomaticSyncAttemptChanged);
 
         store->setDemoEnabled(true);
         QVERIFY(finishes(store->start()));
@@ -274,19 +279,19 @@ private Q_SLOTS:
         QVERIFY(finishes(store->start()));
         QCOMPARE(provider.count(), 2);
         QCOMPARE(attempt.count(), 1);
-        QCOMPARE(store->lastAutomaticSyncAttempt(), fixture.clock);
+        QCOMPARE(store->accountFlows().lastAutomaticSyncAttempt(), fixture.clock);
 
-        store->updateApplication(store->apps()[0]);
-        store->confirmRunningUpdate();
+        store->updateFlow().updateApplication(store->apps()[0]);
+        store->updateFlow().confirmRunningUpdate();
         QCOMPARE(queued.count(), 1);
-        QCOMPARE(store->queuedUpdateApplication()->id, director.id);
+        QCOMPARE(store->updateFlow().queuedUpdateApplication()->id, director.id);
     }
 
     void demoLaunchNotificationRestoresCreatorsOwnRecord() {
         StoreFixture fixture;
         auto store = startedDemoStore(fixture);
         QCOMPARE(store->apps()[1].state, InstallationState::included);
-        store->setFollowsWorkspace(true);
+        store->applicationFlows().setFollowsWorkspace(true);
         fixture.workspace->simulateLaunch();
         QTRY_COMPARE(store->apps()[1].state, InstallationState::current);
         QCOMPARE(store->apps()[1].installedVersion, u"1.8.0"_s);

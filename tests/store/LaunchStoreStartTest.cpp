@@ -36,8 +36,8 @@ private Q_SLOTS:
         auto task = store->start();
         // The saved snapshot is shown before anything is discovered.
         QVERIFY(!store->message());
-        QCOMPARE(store->account(), customer);
-        QCOMPARE(store->syncState(), AccountSyncState::stale(savedAt));
+        QCOMPARE(store->accountFlows().account(), customer);
+        QCOMPARE(store->accountFlows().syncState(), AccountSyncState::stale(savedAt));
         QCOMPARE(fixture.discovery->discover.pendingCount(), 1);
         QCOMPARE(fixture.releaseChecker->latest.callCount(), 0);
 
@@ -54,15 +54,15 @@ private Q_SLOTS:
         fixture.catalogue->load.complete(
             {makePack(u"nature"_s, u"Nature & Light"_s),
              makePack(u"coast"_s, u"Coastal Memories"_s, {}, u"1.0"_s)});
-        QVERIFY(store->hasLoadedPublicCatalogue());
+        QVERIFY(store->packFlows().hasLoadedPublicCatalogue());
         QCOMPARE(store->packs()[1].installation, Launch::PackInstallation::installed);
         // The automatic sync is the last wait.
-        QCOMPARE(store->syncState().kind, Kind::syncing);
+        QCOMPARE(store->accountFlows().syncState().kind, Kind::syncing);
         QVERIFY(!task.isReady());
 
         fixture.accountProvider->refreshCalls.complete(customer);
         QVERIFY(finishes(task));
-        QCOMPARE(store->syncState(), AccountSyncState::synced(fixture.clock));
+        QCOMPARE(store->accountFlows().syncState(), AccountSyncState::synced(fixture.clock));
         QCOMPARE(store->selectedPackID(), u"nature"_s);
         QCOMPARE(fixture.snapshotCache->stored->lastSuccessfulSync, fixture.clock);
     }
@@ -76,8 +76,8 @@ private Q_SLOTS:
         auto store = fixture.makeStore();
 
         QVERIFY(finishes(store->start()));
-        QVERIFY(store->publicPacks().isEmpty());
-        QVERIFY(!store->hasLoadedPublicCatalogue());
+        QVERIFY(store->packFlows().publicPacks().isEmpty());
+        QVERIFY(!store->packFlows().hasLoadedPublicCatalogue());
         QCOMPARE(store->apps()[0].state, InstallationState::stale);
         QCOMPARE(fixture.catalogue->load.callCount(), 0);
         QCOMPARE(fixture.releaseChecker->latest.callCount(), 0);
@@ -93,8 +93,8 @@ private Q_SLOTS:
         QVERIFY(finishes(store->start()));
         QCOMPARE(store->message(),
                  u"Saved website account data could not be read. Sign in again to refresh it."_s);
-        QVERIFY(!store->account());
-        QCOMPARE(store->syncState(), AccountSyncState::signedOut());
+        QVERIFY(!store->accountFlows().account());
+        QCOMPARE(store->accountFlows().syncState(), AccountSyncState::signedOut());
         QCOMPARE(fixture.accountProvider->refreshCalls.callCount(), 0);
     }
 
@@ -163,12 +163,12 @@ private Q_SLOTS:
         QCOMPARE(fixture.snapshotCache->loads, 0);
         QCOMPARE(store->packs(), DemoData::packs());
         QCOMPARE(store->selectedPackID(), u"demo-nature-light"_s);
-        QCOMPARE(store->accountProvider(), fixture.demoAccountProvider);
-        QCOMPARE(store->account().has_value(), signedIn);
-        QCOMPARE(int(store->syncState().kind), syncKind);
+        QCOMPARE(store->accountFlows().accountProvider(), fixture.demoAccountProvider);
+        QCOMPARE(store->accountFlows().account().has_value(), signedIn);
+        QCOMPARE(int(store->accountFlows().syncState().kind), syncKind);
         if (signedIn) {
-            QCOMPARE(store->account()->id, u"demo-customer"_s);
-            QCOMPARE(store->syncState().date, DemoData::referenceDate());
+            QCOMPARE(store->accountFlows().account()->id, u"demo-customer"_s);
+            QCOMPARE(store->accountFlows().syncState().date, DemoData::referenceDate());
         }
 
         // The built-in Creator rule applies to demo data too.
@@ -200,7 +200,7 @@ class AutomaticSyncTest : public QObject {
 
     void syncAfter(int seconds) {
         m_fixture->clock = m_fixture->clock.addSecs(seconds);
-        QVERIFY(finishes(m_store->syncAccountIfDue()));
+        QVERIFY(finishes(m_store->accountFlows().syncAccountIfDue()));
     }
 
 private Q_SLOTS:
@@ -222,7 +222,7 @@ private Q_SLOTS:
         m_fixture->accountProvider->refreshCalls.failWith(LaunchError::url(LaunchError::timedOut));
         syncAfter(61);
         QCOMPARE(refreshes(), 2);
-        QCOMPARE(m_store->syncState().kind, Kind::failed);
+        QCOMPARE(m_store->accountFlows().syncState().kind, Kind::failed);
         syncAfter(10);
         QCOMPARE(refreshes(), 2);
     }
@@ -231,16 +231,17 @@ private Q_SLOTS:
         startSignedIn();
         m_fixture->accountProvider->refreshCalls.holdCalls();
         m_fixture->clock = m_fixture->clock.addSecs(120);
-        auto manual = m_store->refreshAccount(); // a manual refresh ignores the window
-        QCOMPARE(m_store->syncState().kind, Kind::syncing);
+        auto manual =
+            m_store->accountFlows().refreshAccount(); // a manual refresh ignores the window
+        QCOMPARE(m_store->accountFlows().syncState().kind, Kind::syncing);
         syncAfter(120);
         QCOMPARE(refreshes(), 2);
         m_fixture->accountProvider->refreshCalls.complete(customer);
         QVERIFY(finishes(manual));
 
         m_fixture->accountProvider->signOutCalls.holdCalls();
-        auto signOut = m_store->signOut();
-        QVERIFY(m_store->isSigningOut());
+        auto signOut = m_store->accountFlows().signOut();
+        QVERIFY(m_store->accountFlows().isSigningOut());
         syncAfter(120);
         QCOMPARE(refreshes(), 2);
         m_fixture->accountProvider->signOutCalls.complete({});
@@ -254,10 +255,10 @@ private Q_SLOTS:
         auto store = fixture.makeStore();
         store->setDemoEnabled(true);
         QVERIFY(finishes(store->start()));
-        QVERIFY(store->account());
-        QVERIFY(finishes(store->syncAccountIfDue()));
+        QVERIFY(store->accountFlows().account());
+        QVERIFY(finishes(store->accountFlows().syncAccountIfDue()));
         QCOMPARE(fixture.demoAccountProvider->refreshCalls.callCount(), 0);
-        QVERIFY(!store->lastAutomaticSyncAttempt());
+        QVERIFY(!store->accountFlows().lastAutomaticSyncAttempt());
     }
 };
 

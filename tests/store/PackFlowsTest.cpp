@@ -43,22 +43,22 @@ private Q_SLOTS:
     void refreshRunsOnceAndReportsTheList() {
         startStore(true, StoreFixture().director());
         m_fixture->catalogue->load.holdCalls();
-        auto first = m_store->refreshContentPacks();
-        QVERIFY(m_store->isRefreshingContentPacks());
-        QVERIFY(finishes(m_store->refreshContentPacks()));
+        auto first = m_store->packFlows().refreshContentPacks();
+        QVERIFY(m_store->packFlows().isRefreshingContentPacks());
+        QVERIFY(finishes(m_store->packFlows().refreshContentPacks()));
         QCOMPARE(m_fixture->catalogue->load.pendingCount(), 1);
 
         // A catalogue failure is replaced by the summary when the account sync succeeded.
         m_fixture->catalogue->load.fail(LaunchError::url(LaunchError::timedOut));
         QVERIFY(finishes(first));
         QCOMPARE(m_store->message(), u"Content Pack list updated."_s);
-        QVERIFY(!m_store->isRefreshingContentPacks());
+        QVERIFY(!m_store->packFlows().isRefreshingContentPacks());
         QCOMPARE(m_store->packs().size(), 2);
     }
 
     void installRequiresAnAccount() {
         startStore(false, StoreFixture().director());
-        QVERIFY(finishes(m_store->installPack(u"coast"_s)));
+        QVERIFY(finishes(m_store->packFlows().installPack(u"coast"_s)));
         QCOMPARE(m_store->message(), u"Sign in to install Content Packs owned by your account."_s);
         QCOMPARE(m_fixture->accountProvider->manifestCalls.callCount(), 0);
     }
@@ -67,12 +67,15 @@ private Q_SLOTS:
         startStore(true, StoreFixture().director());
         m_fixture->accountProvider->manifestCalls.answerWith(LaunchContentPackManifest{});
         m_fixture->installer->installCalls.holdCalls();
-        auto task = m_store->installPack(u"coast"_s);
+        auto task = m_store->packFlows().installPack(u"coast"_s);
         QCOMPARE(m_store->packs()[0].installation, PackInstallation::downloading);
         QVERIFY(QTest::qWaitFor([&] { return bool(m_fixture->installer->control.progress); }));
         m_fixture->installer->control.progress(10, 100);
-        const QVariantMap progress{{u"received"_s, 10}, {u"expected"_s, 100}};
-        QCOMPARE(m_store->packProgress(), (QVariantMap{{u"coast"_s, progress}}));
+        const Transfer* transfer = m_store->packFlows().transfers().value(u"coast"_s);
+        QVERIFY(transfer);
+        QCOMPARE(transfer->receivedBytes(), 10);
+        QCOMPARE(transfer->expectedBytes(), 100);
+        QCOMPARE(transfer->fraction(), 0.1);
 
         m_fixture->installer->versions.answerWith(QHash<QString, QString>{{u"coast"_s, u"1.0"_s}});
         m_fixture->installer->installCalls.complete({});
@@ -80,29 +83,49 @@ private Q_SLOTS:
         QCOMPARE(m_store->message(),
                  u"Coastal Memories is installed and ready in Vantor Creator."_s);
         QCOMPARE(m_store->packs()[0].installation, PackInstallation::updateAvailable);
-        QVERIFY(m_store->packProgress().isEmpty());
+        QVERIFY(m_store->packFlows().transfers().isEmpty());
         QCOMPARE(m_fixture->workspace->openedURLs.size(), 1);
         QCOMPARE(m_fixture->workspace->openedURLs[0].first,
                  QUrl(u"vantordirector://content-pack-installed"_s));
     }
 
-    // The website's reason reaches the user; a failure part-way ends the progress too.
-    void installFailureShowsTheReasonAndEndsTheProgress() {
+    // The website's reason reaches the user; a failure part-way ends the progress too. A Cancel
+    // reaches the installer's download and leaves the pack as it was.
+    void installThatDoesNotFinish_data() {
+        QTest::addColumn<bool>("cancel");
+        QTest::addColumn<QString>("message");
+        QTest::newRow("refused")
+            << false << u"Content Pack installation is not yet available on the live Vantor API."_s;
+        QTest::newRow("cancelled")
+            << true
+            << u"The installation of Coastal Memories was cancelled. Nothing was changed."_s;
+    }
+    void installThatDoesNotFinish() {
+        QFETCH(bool, cancel);
+        QFETCH(QString, message);
         startStore(true, StoreFixture().director());
+        const PackInstallation before = m_store->packs()[0].installation;
         m_fixture->accountProvider->manifestCalls.answerWith(LaunchContentPackManifest{});
         m_fixture->installer->installCalls.holdCalls();
-        auto task = m_store->installPack(u"coast"_s);
+        auto task = m_store->packFlows().installPack(u"coast"_s);
         QVERIFY(QTest::qWaitFor([&] { return bool(m_fixture->installer->control.progress); }));
         m_fixture->installer->control.progress(0, 100);
-        QVERIFY(m_store->packProgress().contains(u"coast"_s));
-        m_fixture->installer->installCalls.fail(LaunchError(
-            LaunchError::Domain::websiteAPI, 404,
-            u"Content Pack installation is not yet available on the live Vantor API."_s));
+        QVERIFY(m_store->packFlows().transfers().contains(u"coast"_s));
+        const auto& cancellation = m_fixture->installer->control.cancellation;
+        if (cancel) {
+            m_store->packFlows().cancelInstall(u"coast"_s);
+            QVERIFY(cancellation->isCancelled());
+            m_fixture->installer->installCalls.fail(LaunchError::url(LaunchError::cancelled));
+        } else {
+            m_fixture->installer->installCalls.fail(LaunchError(
+                LaunchError::Domain::websiteAPI, 404,
+                u"Content Pack installation is not yet available on the live Vantor API."_s));
+        }
         QVERIFY(finishes(task));
-        QVERIFY(m_store->packProgress().isEmpty());
-        QCOMPARE(m_store->packs()[0].installation, PackInstallation::failed);
-        QCOMPARE(m_store->message(),
-                 u"Content Pack installation is not yet available on the live Vantor API."_s);
+        QCOMPARE(cancellation->isCancelled(), cancel);
+        QVERIFY(m_store->packFlows().transfers().isEmpty());
+        QCOMPARE(m_store->packs()[0].installation, cancel ? before : PackInstallation::failed);
+        QCOMPARE(m_store->message(), message);
         QVERIFY(m_fixture->workspace->openedURLs.isEmpty());
     }
 
@@ -155,7 +178,7 @@ private Q_SLOTS:
         if (build.isNull())
             director.build.reset();
         startStore(false, director);
-        QVERIFY(finishes(m_store->openContentPackManagement()));
+        QVERIFY(finishes(m_store->packFlows().openContentPackManagement()));
         if (byURL) {
             QCOMPARE(m_fixture->workspace->openedURLs.size(), 1);
             QCOMPARE(m_fixture->workspace->openedURLs[0].first,
@@ -190,9 +213,9 @@ private Q_SLOTS:
         else
             m_fixture->accountProvider->manifestCalls.holdCalls();
         m_fixture->installer->installCalls.holdCalls();
-        QCoro::Task<> task = flow == u"versions"_s  ? m_store->refreshPackInstallations()
-                             : flow == u"refresh"_s ? m_store->refreshContentPacks()
-                                                    : m_store->installPack(u"coast"_s);
+        QCoro::Task<> task = flow == u"versions"_s ? m_store->packFlows().refreshPackInstallations()
+                             : flow == u"refresh"_s ? m_store->packFlows().refreshContentPacks()
+                                                    : m_store->packFlows().installPack(u"coast"_s);
 
         m_store->setDemoEnabled(true);
         QVERIFY(finishes(m_store->start()));
@@ -215,7 +238,7 @@ private Q_SLOTS:
         QVERIFY(finishes(task));
         QCOMPARE(m_store->packs(), demoPacks);
         QVERIFY(!m_store->message());
-        QVERIFY(!m_store->isRefreshingContentPacks());
+        QVERIFY(!m_store->packFlows().isRefreshingContentPacks());
         QVERIFY(m_fixture->workspace->openedURLs.isEmpty());
     }
 
@@ -223,7 +246,7 @@ private Q_SLOTS:
         startStore(true, StoreFixture().director());
         m_fixture->accountProvider->manifestCalls.answerWith(
             []() -> LaunchContentPackManifest { throw std::runtime_error("bad_alloc, say"); });
-        QVERIFY(finishes(m_store->installPack(u"coast"_s)));
+        QVERIFY(finishes(m_store->packFlows().installPack(u"coast"_s)));
         QCOMPARE(m_store->packs()[0].installation, PackInstallation::failed);
         QCOMPARE(m_store->message(), unexpectedFailure);
 
@@ -232,7 +255,7 @@ private Q_SLOTS:
             []() -> QHash<QString, QString> { throw std::runtime_error("EIO"); });
         m_store->requestRefreshContentPacks();
         QTRY_COMPARE(m_store->message(), unexpectedFailure);
-        QVERIFY(!m_store->isRefreshingContentPacks());
+        QVERIFY(!m_store->packFlows().isRefreshingContentPacks());
     }
 
     void demoModeChangesNothing() {
@@ -240,14 +263,14 @@ private Q_SLOTS:
         auto store = fixture.makeStore();
         store->setDemoEnabled(true);
         QVERIFY(finishes(store->start()));
-        auto refresh = store->refreshContentPacks();
+        auto refresh = store->packFlows().refreshContentPacks();
         QVERIFY(finishes(refresh));
         QCOMPARE(store->message(), u"Demo mode did not refresh production Content Packs."_s);
-        auto open = store->openContentPackManagement();
+        auto open = store->packFlows().openContentPackManagement();
         QVERIFY(finishes(open));
         QCOMPARE(store->message(),
                  u"Demo mode did not open Vantor Creator or change installed content."_s);
-        QVERIFY(finishes(store->installPack(u"demo-nature-light"_s)));
+        QVERIFY(finishes(store->packFlows().installPack(u"demo-nature-light"_s)));
         QCOMPARE(fixture.demoAccountProvider->manifestCalls.callCount(), 0);
         QVERIFY(fixture.workspace->openedURLs.isEmpty());
     }

@@ -66,7 +66,7 @@ private Q_SLOTS:
 
         fixture.accountProvider->manifestCalls.answerWith(LaunchContentPackManifest{});
         fixture.installer->installCalls.holdCalls();
-        auto task = store->installPack(u"coast"_s);
+        auto task = store->packFlows().installPack(u"coast"_s);
         QVERIFY(QTest::qWaitFor([&] { return bool(fixture.installer->control.progress); }));
         fixture.installer->control.progress(10, 100);
         const QModelIndex coast = packs->index(0);
@@ -82,6 +82,35 @@ private Q_SLOTS:
         QVERIFY(finishes(task));
         QCOMPARE(coast.data(ContentPackListModel::ReceivedRole).toLongLong(), 0);
         QCOMPARE(resets.size(), 0);
+    }
+
+    // Speed is smoothed over half-second windows and the time left follows from it; the views
+    // hear of it a few times a second at most, and always of the last byte.
+    void transferSmoothsItsSpeedAndLimitsItsRedraws() {
+        qint64 clock = 0;
+        Transfer transfer(nullptr, [&clock] { return clock; });
+        QSignalSpy redraws(&transfer, &Transfer::progressChanged);
+        const TransferControl control = transfer.control();
+        const auto at = [&](qint64 milliseconds, qint64 received) {
+            clock = milliseconds;
+            control.progress(received, 10'000);
+        };
+        at(0, 0);
+        at(100, 100);
+        QCOMPARE(redraws.size(), 1);
+        QCOMPARE(transfer.secondsRemaining(), -1);
+        at(500, 2'000);
+        QCOMPARE(transfer.bytesPerSecond(), 4'000.0);
+        QCOMPARE(transfer.secondsRemaining(), 2);
+        at(1'000, 2'500);
+        QCOMPARE(transfer.bytesPerSecond(), 0.3 * 1'000 + 0.7 * 4'000);
+        at(1'010, 10'000);
+        QCOMPARE(redraws.size(), 4);
+        QCOMPARE(transfer.fraction(), 1.0);
+
+        transfer.cancel();
+        QVERIFY(control.isCancelled());
+        QVERIFY(!transfer.cancellable());
     }
 };
 

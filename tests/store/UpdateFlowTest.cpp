@@ -37,7 +37,7 @@ private:
                                       const InstalledApp& director, Release latest) {
         fixture.discovery->discover.answerWith({director, fixture.creator()});
         fixture.releaseChecker->latest.answerWith(std::move(latest));
-        auto task = store.refreshApplications();
+        auto task = store.applicationFlows().refreshApplications();
         return finishes(task);
     }
 
@@ -79,8 +79,10 @@ private Q_SLOTS:
         QCOMPARE(director.availableVersion,
                  latest ? std::optional<QString>(latest->version) : std::nullopt);
         QCOMPARE(director.lastChecked, fixture.clock);
-        QCOMPARE(store->availableDirectorRelease(), latest);
-        QCOMPARE(store->updateButtonTitle(director), buttonTitle);
+        QCOMPARE(store->updateFlow().availableDirectorRelease(), latest);
+        QCOMPARE(
+            UpdateFlow::updateButtonTitle(director, store->updateFlow().availableDirectorRelease()),
+            buttonTitle);
     }
 
     void failedCheckLeavesTheDirectorUnknown() {
@@ -90,17 +92,17 @@ private Q_SLOTS:
         QCOMPARE(store->apps()[0].state, InstallationState::updateAvailable);
 
         fixture.releaseChecker->latest.failWith(LaunchError::url(LaunchError::timedOut));
-        auto check = store->checkDirectorRelease();
+        auto check = store->updateFlow().checkDirectorRelease();
         QVERIFY(finishes(check));
         QCOMPARE(store->apps()[0].state, InstallationState::stale);
-        QVERIFY(!store->availableDirectorRelease());
+        QVERIFY(!store->updateFlow().availableDirectorRelease());
         QCOMPARE(store->message(), u"The Vantor Director update check could not be completed."_s);
 
         // A Director that is not installed stays so.
         store->setMessage(std::nullopt);
         fixture.discovery->discover.answerWith(
             QList<InstalledApp>{fixture.missingDirector(), fixture.creator()});
-        QVERIFY(finishes(store->refreshApplications()));
+        QVERIFY(finishes(store->applicationFlows().refreshApplications()));
         QCOMPARE(store->apps()[0].state, InstallationState::notInstalled);
         QVERIFY(store->message());
     }
@@ -120,7 +122,7 @@ private Q_SLOTS:
         QVERIFY(finishes(first));
         QCOMPARE(store->apps()[0].state, InstallationState::current);
         QCOMPARE(store->apps()[0].availableVersion, u"2.5.0"_s);
-        QCOMPARE(store->availableDirectorRelease(), makeRelease(u"2.5.0"_s));
+        QCOMPARE(store->updateFlow().availableDirectorRelease(), makeRelease(u"2.5.0"_s));
     }
 
     void releaseIsKeptWhenTheRowIsGone() {
@@ -128,14 +130,14 @@ private Q_SLOTS:
         auto store = fixture.makeStore();
         QVERIFY(refresh(fixture, *store, fixture.director(u"2.4.1"_s), std::nullopt));
         fixture.releaseChecker->latest.holdCalls();
-        auto check = store->checkDirectorRelease();
+        auto check = store->updateFlow().checkDirectorRelease();
 
         // Meanwhile discovery reports no Director row at all.
         fixture.discovery->discover.answerWith(QList<InstalledApp>{fixture.creator()});
-        QVERIFY(finishes(store->refreshApplications()));
+        QVERIFY(finishes(store->applicationFlows().refreshApplications()));
         fixture.releaseChecker->latest.complete(makeRelease(u"2.5.0"_s));
         QVERIFY(finishes(check));
-        QCOMPARE(store->availableDirectorRelease(), makeRelease(u"2.5.0"_s));
+        QCOMPARE(store->updateFlow().availableDirectorRelease(), makeRelease(u"2.5.0"_s));
     }
 
     void demoSwitchDuringTheManifestWaitStopsTheUpdate() {
@@ -144,15 +146,15 @@ private Q_SLOTS:
         QVERIFY(refresh(fixture, *store, fixture.director(u"2.4.1"_s), std::nullopt));
         fixture.releaseChecker->latest.holdCalls();
         fixture.updater->install.holdCalls();
-        auto update = store->installUpdate(store->apps()[0]);
+        auto update = store->updateFlow().installUpdate(store->apps()[0]);
 
         store->setDemoEnabled(true);
         QVERIFY(finishes(store->start()));
         fixture.releaseChecker->latest.complete(makeRelease(u"2.5.0"_s));
         QVERIFY(finishes(update));
         QCOMPARE(fixture.updater->install.callCount(), 0);
-        QVERIFY(!store->availableDirectorRelease());
-        QVERIFY(!store->updatingAppID());
+        QVERIFY(!store->updateFlow().availableDirectorRelease());
+        QVERIFY(!store->updateFlow().updatingAppID());
         QVERIFY(!store->message());
         QCOMPARE(store->apps()[0].id, u"nz.co.halvex.Pellomar"_s);
     }
@@ -164,26 +166,54 @@ private Q_SLOTS:
         QVERIFY(refresh(fixture, *store, director, makeRelease(u"2.5.0"_s)));
         fixture.updater->install.holdCalls();
 
-        store->updateApplication(store->apps()[0]);
+        store->updateFlow().updateApplication(store->apps()[0]);
         QCOMPARE(fixture.updater->install.pendingCount(), 1);
         QCOMPARE(fixture.updater->releases, QList{makeRelease(u"2.5.0"_s)});
         QCOMPARE(store->message(), u"Downloading Vantor Director 2.5.0…"_s);
-        QCOMPARE(store->updatingAppID(), director.id);
+        QCOMPARE(store->updateFlow().updatingAppID(), director.id);
         QCOMPARE(store->apps()[0].state, InstallationState::checking);
 
         // A second press while the update runs is ignored without a word.
-        store->updateApplication(store->apps()[0]);
+        store->updateFlow().updateApplication(store->apps()[0]);
         QCOMPARE(fixture.updater->install.callCount(), 1);
 
         fixture.discovery->discover.answerWith(
             QList<InstalledApp>{fixture.director(u"2.5.0"_s), fixture.creator()});
         fixture.updater->install.complete({});
-        QTRY_VERIFY_WITH_TIMEOUT(!store->updatingAppID(), 5000);
+        QTRY_VERIFY_WITH_TIMEOUT(!store->updateFlow().updatingAppID(), 5000);
         QCOMPARE(store->message(), u"Vantor Director 2.5.0 was installed successfully."_s);
         QCOMPARE(store->apps()[0].installedVersion, u"2.5.0"_s);
         QCOMPARE(store->apps()[0].state, InstallationState::current);
         // It was not running, so it is not opened.
         QVERIFY(fixture.workspace->opened.isEmpty());
+    }
+
+    // Cancel reaches the updater's download; until the exchange begins, the installed Director
+    // stays and the row offers the update again. Past that point Cancel is no longer offered.
+    void cancelledUpdateLeavesTheInstalledDirector() {
+        StoreFixture fixture;
+        auto store = fixture.makeStore();
+        QVERIFY(refresh(fixture, *store, fixture.director(u"2.4.1"_s), makeRelease(u"2.5.0"_s)));
+        fixture.updater->install.holdCalls();
+        store->updateFlow().updateApplication(store->apps()[0]);
+        Transfer* transfer = store->updateFlow().transfer();
+        QVERIFY(transfer && transfer->cancellable());
+
+        fixture.updater->control.committing();
+        QVERIFY(!transfer->cancellable());
+        store->updateFlow().cancelUpdate();
+        QVERIFY(!fixture.updater->control.isCancelled());
+        transfer->setCancellable(true);
+        store->updateFlow().cancelUpdate();
+        QVERIFY(fixture.updater->control.isCancelled());
+
+        fixture.updater->install.fail(LaunchError::url(LaunchError::cancelled));
+        QTRY_VERIFY_WITH_TIMEOUT(!store->updateFlow().updatingAppID(), 5000);
+        QVERIFY(!store->updateFlow().transfer());
+        QCOMPARE(
+            store->message(),
+            u"The Vantor Director update was cancelled. The installed version was not changed."_s);
+        QCOMPARE(store->apps()[0].state, InstallationState::updateAvailable);
     }
 
     void oneUpdateAtATimeWhileTheManifestLoads() {
@@ -194,16 +224,16 @@ private Q_SLOTS:
         fixture.updater->install.holdCalls();
 
         // Without a known release each press asks for the manifest first.
-        store->updateApplication(store->apps()[0]);
-        store->updateApplication(store->apps()[0]);
+        store->updateFlow().updateApplication(store->apps()[0]);
+        store->updateFlow().updateApplication(store->apps()[0]);
         QCOMPARE(fixture.releaseChecker->latest.pendingCount(), 2);
         fixture.releaseChecker->latest.complete(makeRelease(u"2.5.0"_s));
         fixture.releaseChecker->latest.complete(makeRelease(u"2.5.0"_s));
 
         QCOMPARE(fixture.updater->install.callCount(), 1);
-        QCOMPARE(store->updatingAppID(), fixture.director().id);
+        QCOMPARE(store->updateFlow().updatingAppID(), fixture.director().id);
         fixture.updater->install.fail(LaunchError::url(LaunchError::networkConnectionLost));
-        QVERIFY(!store->updatingAppID());
+        QVERIFY(!store->updateFlow().updatingAppID());
     }
 
     void unplannedUpdaterFailureStillEndsTheUpdate() {
@@ -213,8 +243,8 @@ private Q_SLOTS:
         LaunchStore store(collaborators);
         QVERIFY(refresh(fixture, store, fixture.director(u"2.4.1"_s), makeRelease(u"2.5.0"_s)));
 
-        store.updateApplication(store.apps()[0]);
-        QTRY_VERIFY_WITH_TIMEOUT(!store.updatingAppID() &&
+        store.updateFlow().updateApplication(store.apps()[0]);
+        QTRY_VERIFY_WITH_TIMEOUT(!store.updateFlow().updatingAppID() &&
                                      store.message() != u"Downloading Vantor Director 2.5.0…"_s,
                                  5000);
         // Its own words are for the log; the user gets the launcher's sentence.
@@ -236,12 +266,12 @@ private Q_SLOTS:
         fixture.workspace->running = {runningCopy(director), otherCopy};
         QVERIFY(refresh(fixture, *store, director, makeRelease(u"2.5.0"_s)));
 
-        store->updateApplication(store->apps()[0]);
-        QCOMPARE(store->runningUpdatePromptAppID(), director.id);
+        store->updateFlow().updateApplication(store->apps()[0]);
+        QCOMPARE(store->updateFlow().runningUpdatePromptAppID(), director.id);
         QCOMPARE(fixture.updater->install.callCount(), 0);
 
-        store->confirmRunningUpdate();
-        QVERIFY(!store->runningUpdatePromptAppID());
+        store->updateFlow().confirmRunningUpdate();
+        QVERIFY(!store->updateFlow().runningUpdatePromptAppID());
         QCOMPARE(fixture.workspace->terminated, QList{runningCopy(director)});
         QCOMPARE(store->message(), u"Closing Vantor Director before installing the update…"_s);
 
@@ -258,12 +288,12 @@ private Q_SLOTS:
             LaunchError(LaunchError::Domain::updater, 3, u"The download could not be verified."_s));
         QVERIFY(refresh(fixture, *store, quit, makeRelease(u"2.5.0"_s)));
         QCOMPARE(fixture.updater->install.callCount(), 1);
-        QVERIFY(!store->runningUpdatePromptAppID());
+        QVERIFY(!store->updateFlow().runningUpdatePromptAppID());
         QCOMPARE(store->message(),
                  u"Vantor Director could not be updated: The download could not be verified."_s);
         QCOMPARE(store->apps()[0].state, InstallationState::updateAvailable);
         QCOMPARE(fixture.workspace->opened, QList{*director.path});
-        QVERIFY(!store->reopenAfterUpdateAppID());
+        QVERIFY(!store->updateFlow().reopenAfterUpdateAppID());
     }
 
     // Closing the window to the tray and showing it again runs start() while an update installs:
@@ -286,8 +316,8 @@ private Q_SLOTS:
         director.isRunning = true;
         fixture.workspace->running = {runningCopy(director)};
         QVERIFY(refresh(fixture, *store, director, makeRelease(u"2.5.0"_s)));
-        store->updateApplication(store->apps()[0]);
-        store->confirmRunningUpdate();
+        store->updateFlow().updateApplication(store->apps()[0]);
+        store->updateFlow().confirmRunningUpdate();
 
         // Director quits; the refresh that follows resumes the queued update.
         fixture.workspace->running = {};
@@ -295,7 +325,7 @@ private Q_SLOTS:
         fixture.updater->install.holdCalls();
         fixture.discovery->discover.answerWith({director, fixture.creator()});
         fixture.releaseChecker->latest.answerWith(makeRelease(u"2.5.0"_s));
-        auto resumed = store->refreshApplications();
+        auto resumed = store->applicationFlows().refreshApplications();
         QTRY_COMPARE(fixture.updater->install.pendingCount(), 1);
 
         if (interruption == u"demo"_s)
@@ -315,10 +345,10 @@ private Q_SLOTS:
             fixture.discovery->discover.complete({fixture.director(u"2.5.0"_s), fixture.creator()});
         }
         QVERIFY(finishes(resumed));
-        QVERIFY(!store->updatingAppID());
+        QVERIFY(!store->updateFlow().updatingAppID());
         QCOMPARE(store->message(), u"Vantor Director 2.5.0 was installed successfully."_s);
         QCOMPARE(fixture.workspace->opened.size(), reopened ? 1 : 0);
-        QVERIFY(!store->reopenAfterUpdateAppID());
+        QVERIFY(!store->updateFlow().reopenAfterUpdateAppID());
     }
 
     // Nothing is queued for a running Director that this build cannot update or cannot close.
@@ -349,13 +379,13 @@ private Q_SLOTS:
         fixture.workspace->terminateSucceeds = false;
         QVERIFY(refresh(fixture, store, director, makeRelease(u"2.5.0"_s)));
 
-        store.updateApplication(store.apps()[0]);
-        store.confirmRunningUpdate();
+        store.updateFlow().updateApplication(store.apps()[0]);
+        store.updateFlow().confirmRunningUpdate();
         QCOMPARE(store.message(), message);
         QCOMPARE(fixture.workspace->terminated.size(), hasUpdater ? 1 : 0);
-        QVERIFY(!store.queuedUpdateApplication());
-        QVERIFY(!store.reopenAfterUpdateAppID());
-        QVERIFY(!store.runningUpdatePromptAppID());
+        QVERIFY(!store.updateFlow().queuedUpdateApplication());
+        QVERIFY(!store.updateFlow().reopenAfterUpdateAppID());
+        QVERIFY(!store.updateFlow().runningUpdatePromptAppID());
     }
 };
 

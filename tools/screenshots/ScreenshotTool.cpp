@@ -206,7 +206,7 @@ QList<Shot> shots() {
                  std::nullopt,
                  [](LaunchStore& store) {
                      store.setMessage(std::nullopt);
-                     store.updateApplication(store.apps().constFirst());
+                     store.updateFlow().updateApplication(store.apps().constFirst());
                  }});
     list.append({u"main-minimum-size"_s,
                  {true, Refresh::otherAccount},
@@ -227,7 +227,7 @@ QList<Shot> shots() {
                  std::nullopt,
                  [](LaunchStore& store) {
                      store.setMessage(std::nullopt);
-                     store.updateApplication(store.apps().constFirst());
+                     store.updateFlow().updateApplication(store.apps().constFirst());
                  }});
 
     // The detail sheet of each application, the full changelog, and the narrowest window.
