@@ -1,23 +1,75 @@
 # Refuses, at configure time, an include that runs up the layers or sideways between the folders
 # of one floor. Each argument after the root is a floor, bottom first; a floor of several folders
-# is one argument with the names separated by spaces. A file may include its own folder and the
-# folders of the floors below; includes without a folder (a view's own helpers) are not layers.
+# is one argument with the names separated by spaces. A folder may lie inside another (a feature's
+# qml/ folder sits in the feature's folder a few floors higher): a file belongs to the deepest
+# folder named that holds it, and an include reaches the deepest one that its path starts with.
+# A file may include its own folder and the folders of the floors below; includes without a
+# folder (a view's own helpers) are not layers. QML imports are held to the same rule: a folder
+# whose CMakeLists.txt declares a QML module (URI) is reached by importing that module.
 function(launcher_check_layers root)
+  set(named "")
+  foreach(floor IN LISTS ARGN)
+    string(REPLACE " " ";" folders "${floor}")
+    list(APPEND named ${folders})
+  endforeach()
+
+  # The folder of each QML module, by its URI.
+  set(modules "")
+  foreach(folder IN LISTS named)
+    if(EXISTS "${root}/${folder}/CMakeLists.txt")
+      file(STRINGS "${root}/${folder}/CMakeLists.txt" uris REGEX "^ *URI ")
+      foreach(uri IN LISTS uris)
+        string(REGEX REPLACE "^ *URI +([A-Za-z.]+).*" "\\1" uri "${uri}")
+        list(APPEND modules "${uri}")
+        set(module_${uri} "${folder}")
+      endforeach()
+    endif()
+  endforeach()
+
   set(below "")
   set(refusals "")
   foreach(floor IN LISTS ARGN)
     string(REPLACE " " ";" folders "${floor}")
     foreach(folder IN LISTS folders)
-      file(GLOB_RECURSE sources CONFIGURE_DEPENDS
-        "${root}/${folder}/*.h" "${root}/${folder}/*.cpp" "${root}/${folder}/*.mm")
+      file(GLOB_RECURSE sources CONFIGURE_DEPENDS "${root}/${folder}/*.h"
+        "${root}/${folder}/*.cpp" "${root}/${folder}/*.mm" "${root}/${folder}/*.qml")
       foreach(source IN LISTS sources)
-        file(STRINGS "${source}" includes REGEX "^#include \"[a-z_]+/")
-        foreach(line IN LISTS includes)
-          string(REGEX REPLACE "^#include \"([a-z_]+)/.*" "\\1" target "${line}")
-          if(NOT EXISTS "${root}/${target}" OR target STREQUAL folder OR target IN_LIST below)
+        file(RELATIVE_PATH shown "${root}" "${source}")
+        _launcher_folder_of("${shown}" "${named}" owner)
+        if(NOT owner STREQUAL folder)
+          continue() # a file of a folder inside this one, checked on its own floor
+        endif()
+        if(source MATCHES "\\.qml$")
+          file(STRINGS "${source}" lines REGEX "^import [A-Za-z.]+")
+          set(targets "")
+          foreach(line IN LISTS lines)
+            string(REGEX REPLACE "^import ([A-Za-z.]+).*" "\\1" uri "${line}")
+            if(uri IN_LIST modules)
+              list(APPEND targets "${module_${uri}}|${line}")
+            endif()
+          endforeach()
+        else()
+          file(STRINGS "${source}" lines REGEX "^#include \"[a-z_]+/")
+          set(targets "")
+          foreach(line IN LISTS lines)
+            string(REGEX REPLACE "^#include \"([^\"]+)\".*" "\\1" path "${line}")
+            _launcher_folder_of("${path}" "${named}" target)
+            if(NOT target)
+              # A folder that is no layer of its own: refused only when it lies in the root.
+              string(REGEX REPLACE "/.*" "" target "${path}")
+              if(NOT EXISTS "${root}/${target}")
+                continue()
+              endif()
+            endif()
+            list(APPEND targets "${target}|${line}")
+          endforeach()
+        endif()
+        foreach(entry IN LISTS targets)
+          string(REGEX REPLACE "\\|.*" "" target "${entry}")
+          string(REGEX REPLACE "^[^|]*\\|" "" line "${entry}")
+          if(target STREQUAL folder OR target IN_LIST below)
             continue()
           endif()
-          file(RELATIVE_PATH shown "${root}" "${source}")
           list(APPEND refusals "  ${shown}: ${line}")
         endforeach()
       endforeach()
@@ -28,4 +80,18 @@ function(launcher_check_layers root)
     string(REPLACE ";" "\n" refusals "${refusals}")
     message(FATAL_ERROR "Includes that run up or across the layers:\n${refusals}")
   endif()
+endfunction()
+
+# The deepest of `folders` that `path` lies in, or an empty string.
+function(_launcher_folder_of path folders result)
+  set(found "")
+  string(LENGTH "${found}" foundLength)
+  foreach(folder IN LISTS folders)
+    string(LENGTH "${folder}" length)
+    if(path MATCHES "^${folder}/" AND length GREATER foundLength)
+      set(found "${folder}")
+      set(foundLength ${length})
+    endif()
+  endforeach()
+  set(${result} "${found}" PARENT_SCOPE)
 endfunction()

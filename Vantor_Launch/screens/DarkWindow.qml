@@ -2,6 +2,7 @@ import QtQml
 import QtQuick
 import QtQuick.Controls.Fusion
 import Vantor.Launch
+import Vantor.Launch.Controls
 
 // A window in the launcher's dark appearance, whatever the desktop's theme: its controls take
 // their colours from the launcher's palette.

@@ -3,6 +3,7 @@ import QtQuick
 import QtQuick.Controls.Fusion
 import QtQuick.Layouts
 import Vantor.Launch
+import Vantor.Launch.Controls
 
 // The Help section: the launcher's version and support link, the integration status of this build
 // and the privacy statement.

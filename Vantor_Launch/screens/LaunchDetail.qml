@@ -2,6 +2,8 @@ import QtQml
 import QtQuick
 import QtQuick.Layouts
 import Vantor.Launch
+import Vantor.Launch.ContentPacks
+import Vantor.Launch.Controls
 
 // The screen of the selected section. The stack's order is the sections' order.
 StackLayout {

@@ -3,6 +3,9 @@ import QtQuick
 import QtQuick.Controls.Fusion
 import QtQuick.Layouts
 import Vantor.Launch
+import Vantor.Launch.Account
+import Vantor.Launch.Applications
+import Vantor.Launch.Controls
 
 // The sidebar: the launcher's logo, one row per section, the installed applications, and the
 // account area at its foot.

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "PanelLocationChooser.h"
+#include "applications/qml/PanelLocationChooser.h"
 #include "platform/SelfUpdater.h"
 #include "store/LaunchStore.h"
 

@@ -2,6 +2,7 @@ import QtQml
 import QtQuick
 import Qt.labs.platform as Platform
 import Vantor.Launch
+import Vantor.Launch.Controls
 
 // The tray menu, shown while "showsMenuBarItem" is on: the launcher's sections, the update
 // status, the two applications, the launcher's own update check and quitting.

@@ -2,6 +2,7 @@ import QtQml
 import QtQuick
 import QtQuick.Controls.Fusion
 import Vantor.Launch
+import Vantor.Launch.Controls
 
 // The window's menus: the launcher's own commands and "Navigate", one item per section. "Ctrl" is
 // the platform's command key (Command on macOS).

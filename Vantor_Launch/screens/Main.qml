@@ -1,6 +1,7 @@
 import QtQml
 import QtQuick
 import Vantor.Launch
+import Vantor.Launch.Controls
 
 // The application's scenes: the main window, the settings window and the tray menu, all on the
 // one store. Showing the launcher from the tray selects the section, then brings the main window

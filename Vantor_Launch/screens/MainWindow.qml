@@ -2,6 +2,7 @@ import QtQml
 import QtQuick
 import QtQuick.Controls.Fusion
 import Vantor.Launch
+import Vantor.Launch.Controls
 
 // The main window "launcher-main". Each time it appears it starts the store afresh and follows
 // the workspace's launches and terminations until it closes; each time it becomes active it runs

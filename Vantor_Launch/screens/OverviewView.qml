@@ -3,6 +3,9 @@ import QtQuick
 import QtQuick.Controls.Fusion
 import QtQuick.Layouts
 import Vantor.Launch
+import Vantor.Launch.Applications
+import Vantor.Launch.ContentPacks
+import Vantor.Launch.Controls
 
 // The Overview section: the header with the last update check, the managed applications and a
 // preview of the Content Packs.

@@ -1,8 +1,8 @@
 #include "QmlEngineSetup.h"
 
-#include "StoreSingleton.h"
-#include "SymbolImageProvider.h"
-#include "UiPalette.h"
+#include "screens/controls/StoreSingleton.h"
+#include "screens/controls/SymbolImageProvider.h"
+#include "screens/controls/UiPalette.h"
 
 #include <QGuiApplication>
 #include <QQmlEngine>

@@ -4,6 +4,9 @@ import QtQuick.Controls.Fusion
 import QtQuick.Layouts
 import QtQuick.Shapes
 import Vantor.Launch
+import Vantor.Launch.Account
+import Vantor.Launch.Applications
+import Vantor.Launch.Controls
 
 // The content of the main window: the sidebar beside the detail column, the banner above the
 // detail content, the prompt of a running update and the panel that locates an application.

@@ -3,6 +3,7 @@ import QtQuick
 import QtQuick.Controls.Fusion
 import QtQuick.Layouts
 import Vantor.Launch
+import Vantor.Launch.Controls
 
 // The launcher's two preferences: beta releases (for this run) and the tray menu (persisted).
 ColumnLayout {

@@ -3,6 +3,7 @@ import QtQuick
 import QtQuick.Controls.Fusion
 import QtQuick.Layouts
 import Vantor.Launch
+import Vantor.Launch.Controls
 
 // One section of the sidebar: its icon and text across the row, highlighted while selected.
 AbstractButton {
