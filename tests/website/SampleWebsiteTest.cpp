@@ -18,14 +18,18 @@ class SampleWebsiteTest : public QObject {
     std::unique_ptr<WebsiteFixture> m_site;
     SampleWebsite* m_website = nullptr;
     HttpsTestServer* m_server = nullptr;
+    std::shared_ptr<QNetworkAccessManager> m_network;
     QTemporaryDir m_updates;
 
     void startWebsite(SampleWebsite::Options options = {}) {
+        if (m_network)
+            m_network->clearConnectionCache();
         m_site.reset();
         options.updatesFolder = m_updates.path();
         m_site = std::make_unique<WebsiteFixture>(options);
         m_website = &m_site->website();
         m_server = &m_site->server();
+        m_network = m_server->makeNetworkAccess();
     }
 
     Answer send(const QString& method, const QUrl& url) { return m_site->send(method, url); }
@@ -48,6 +52,28 @@ class SampleWebsiteTest : public QObject {
         return m_site->authorizationCode(state);
     }
 
+    struct Served {
+        int status = 0;
+        QByteArray body;
+        QHash<QByteArray, QByteArray> headers; // names in lower case
+    };
+
+    // A GET with these request headers, and the answer's headers as they came.
+    Served fetch(const QString& path, const QList<std::pair<QByteArray, QByteArray>>& headers) {
+        QNetworkRequest request(m_server->url(path));
+        for (const auto& [name, value] : headers)
+            request.setRawHeader(name, value);
+        std::unique_ptr<QNetworkReply> reply(m_network->get(request));
+        if (!QTest::qWaitFor([&] { return reply->isFinished(); }, 10000))
+            qFatal("the website did not answer");
+        Served served{reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt(),
+                      reply->readAll(),
+                      {}};
+        for (const auto& [name, value] : reply->rawHeaderPairs())
+            served.headers.insert(name.toLower(), value);
+        return served;
+    }
+
     QJsonObject signIn() {
         const QString code = authorizationCode(u"state-1"_s);
         return post(u"/v1/launch/token"_s, {{u"authorizationCode"_s, code},
@@ -57,7 +83,12 @@ class SampleWebsiteTest : public QObject {
 
 private Q_SLOTS:
     void init() { startWebsite(); }
-    void cleanup() { m_site.reset(); }
+    void cleanup() {
+        // Open connections would hold the server's stop.
+        m_network->clearConnectionCache();
+        m_network.reset();
+        m_site.reset();
+    }
 
     void publishesTheReleaseWithAbsoluteAddresses() {
         writeFile(m_updates.filePath(u"VantorDirector-2.5.0.zip"_s), QByteArray(70000, 'z'));
@@ -138,6 +169,96 @@ private Q_SLOTS:
         QCOMPARE(post(u"/v1/launch/token/refresh"_s, refresh).status, 401);
         QCOMPARE(get(u"/v1/launch/account"_s, renewed.value(u"accessToken"_s).toString()).status,
                  200);
+    }
+
+    // A file's validators, and the one range a download asks for when it resumes, as any web
+    // server answers them; what HTTP lets a server ignore brings the whole file.
+    void servesRangesOfItsFiles_data() {
+        QTest::addColumn<QByteArray>("range");
+        QTest::addColumn<QByteArray>("ifRange"); // "tag" and "date" name the file's own
+        QTest::addColumn<int>("status");
+        QTest::addColumn<QByteArray>("contentRange");
+
+        QTest::newRow("closed") << QByteArray("bytes=100-199") << QByteArray() << 206
+                                << QByteArray("bytes 100-199/48000");
+        QTest::newRow("to the end") << QByteArray("bytes=47000-") << QByteArray() << 206
+                                    << QByteArray("bytes 47000-47999/48000");
+        QTest::newRow("last bytes") << QByteArray("bytes=-500") << QByteArray() << 206
+                                    << QByteArray("bytes 47500-47999/48000");
+        QTest::newRow("beyond the end") << QByteArray("bytes=47990-99999") << QByteArray() << 206
+                                        << QByteArray("bytes 47990-47999/48000");
+        QTest::newRow("past the end")
+            << QByteArray("bytes=48000-") << QByteArray() << 416 << QByteArray("bytes */48000");
+        QTest::newRow("current tag") << QByteArray("bytes=1000-") << QByteArray("tag") << 206
+                                     << QByteArray("bytes 1000-47999/48000");
+        QTest::newRow("current date") << QByteArray("bytes=1000-") << QByteArray("date") << 206
+                                      << QByteArray("bytes 1000-47999/48000");
+        QTest::newRow("another tag: whole file")
+            << QByteArray("bytes=1000-") << QByteArray("\"other\"") << 200 << QByteArray();
+        QTest::newRow("several ranges: whole file")
+            << QByteArray("bytes=0-1,5-6") << QByteArray() << 200 << QByteArray();
+    }
+
+    void servesRangesOfItsFiles() {
+        QFETCH(QByteArray, range);
+        QFETCH(QByteArray, ifRange);
+        QFETCH(int, status);
+        QFETCH(QByteArray, contentRange);
+        const QString path = u"/files/aurora-stage/aurora-curtain.vdasset"_s;
+        const QByteArray file = readFile(QStringLiteral(LAUNCHER_SAMPLE_WEBSITE_DATA) +
+                                         u"/files/aurora-stage/aurora-curtain.vdasset"_s);
+        const Served whole = fetch(path, {});
+        QCOMPARE(whole.body, file);
+        QCOMPARE(whole.headers.value("accept-ranges"), QByteArray("bytes"));
+        const QByteArray tag = whole.headers.value("etag");
+        QVERIFY(tag.size() > 2 && tag.startsWith('"') && tag.endsWith('"'));
+        const QByteArray date = whole.headers.value("last-modified");
+        QVERIFY(date.endsWith(" GMT"));
+
+        QList<std::pair<QByteArray, QByteArray>> headers{{"Range", range}};
+        if (!ifRange.isEmpty())
+            headers.append({"If-Range", ifRange == "tag"    ? tag
+                                        : ifRange == "date" ? date
+                                                            : ifRange});
+        const Served served = fetch(path, headers);
+        QCOMPARE(served.status, status);
+        QCOMPARE(served.headers.value("content-range"), contentRange);
+        QCOMPARE(served.headers.value("etag"), tag);
+        if (status == 200) {
+            QCOMPARE(served.body, file);
+        } else if (status == 206) {
+            const QList<QByteArray> bounds = contentRange.sliced(6).split('/').first().split('-');
+            const qint64 first = bounds[0].toLongLong();
+            QCOMPARE(served.body, file.mid(first, bounds[1].toLongLong() - first + 1));
+        }
+    }
+
+    // Without validators the file still comes in ranges, but If-Range can name nothing current.
+    void withheldValidatorsLeaveNothingToResumeWith() {
+        const QString path = u"/files/harbour-lights/thumbnail.jpg"_s;
+        const QByteArray tag = fetch(path, {}).headers.value("etag");
+        QVERIFY(!tag.isEmpty());
+        m_website->faults().withholdValidators(path);
+        const Served served = fetch(path, {{"Range", "bytes=10-"}, {"If-Range", tag}});
+        QCOMPARE(served.status, 200);
+        QVERIFY(!served.headers.contains("etag"));
+        QVERIFY(!served.headers.contains("last-modified"));
+        QCOMPARE(fetch(path, {{"Range", "bytes=10-"}}).status, 206);
+    }
+
+    // The command-line drop made once fires once per time it is given; the plain one every time,
+    // at the same byte of the file.
+    void dropsMadeOnceCountDown() {
+        const QString path = u"/files/aurora-stage/aurora-curtain.vdasset"_s;
+        QVERIFY(m_website->faults()
+                    .applyArguments({}, {}, {}, {path + u"=1000"_s, path + u"=2000"_s})
+                    .isEmpty());
+        QCOMPARE(fetch(path, {}).body.size(), qsizetype(1000));
+        QCOMPARE(fetch(path, {{"Range", "bytes=100-"}}).body.size(), qsizetype(2000));
+        QCOMPARE(fetch(path, {}).body.size(), qsizetype(48000));
+        m_website->faults().dropPathAfterBytes(path, 3000);
+        QCOMPARE(fetch(path, {{"Range", "bytes=1000-"}}).body.size(), qsizetype(2000));
+        QCOMPARE(fetch(path, {{"Range", "bytes=5000-"}}).body.size(), qsizetype(0));
     }
 
     void faultSwitchesFromTheCommandLine_data() {

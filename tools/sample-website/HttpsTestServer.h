@@ -21,7 +21,8 @@ struct Response;
 } // namespace httplib
 
 // A real HTTPS server on 127.0.0.1 with a certificate made for this run. Routes answer with fixed
-// or computed responses; unknown routes answer 404. Handlers run on the server's thread.
+// or computed responses; unknown routes answer 404. Handlers run on the server's thread. A Range
+// header reaches the route like any other: the server never answers one on its own.
 class HttpsTestServer {
 public:
     struct Request {
@@ -49,6 +50,10 @@ public:
         int delayMilliseconds;
         // Streams the body from this file instead of `body` (large downloads stay off the heap).
         QString filePath;
+        // The part of filePath that is the body (a range): from this byte, this many bytes (-1:
+        // to the end).
+        qint64 fileOffset = 0;
+        qint64 fileLength = -1;
         // Announces the whole length, sends this many body bytes, then drops the connection.
         qint64 dropAfterBytes = -1;
         // Announces no length and never ends: zeros in chunks until the client goes.

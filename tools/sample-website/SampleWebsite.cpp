@@ -7,12 +7,15 @@
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
+#include <QLocale>
 #include <QRandomGenerator>
+#include <QRegularExpression>
 #include <QSaveFile>
 #include <QUrlQuery>
 #include <algorithm>
 #include <chrono>
 #include <stdexcept>
+#include <sys/stat.h>
 
 using namespace Qt::StringLiterals;
 using Request = HttpsTestServer::Request;
@@ -87,6 +90,82 @@ QByteArray tokenDigest(const QString& token) {
     return QCryptographicHash::hash(token.toUtf8(), QCryptographicHash::Sha256).toHex();
 }
 
+struct ByteRange {
+    qint64 first = 0;
+    qint64 last = 0;
+    bool satisfiable = true;
+};
+
+// One range of "bytes=FIRST-LAST", "bytes=FIRST-" or "bytes=-SUFFIX" within a file of `size`
+// bytes. Anything else (several ranges, an inverted one, another unit) is ignored, as HTTP
+// allows: the whole file is sent.
+std::optional<ByteRange> singleRange(const QString& header, qint64 size) {
+    static const QRegularExpression form(u"^bytes=(\\d{0,18})-(\\d{0,18})$"_s);
+    const QRegularExpressionMatch match = form.match(header.trimmed());
+    if (!match.hasMatch() || (match.capturedLength(1) == 0 && match.capturedLength(2) == 0))
+        return std::nullopt;
+    const qint64 first = match.captured(1).toLongLong();
+    const qint64 last = match.capturedLength(2) ? match.captured(2).toLongLong() : size - 1;
+    if (match.capturedLength(1) == 0) {
+        if (last == 0 || size == 0)
+            return ByteRange{0, 0, false};
+        return ByteRange{std::max<qint64>(size - last, 0), size - 1};
+    }
+    if (match.capturedLength(2) && last < first)
+        return std::nullopt;
+    if (first >= size)
+        return ByteRange{0, 0, false};
+    return ByteRange{first, std::min(last, size - 1)};
+}
+
+QByteArray httpDate(const QDateTime& time) {
+    return QLocale::c().toString(time.toUTC(), u"ddd, dd MMM yyyy hh:mm:ss 'GMT'"_s).toLatin1();
+}
+
+// A downloadable file as a web server sends it: with its validators (unless withheld), and a
+// single range when asked for one and If-Range, if any, still names this version of the file.
+// The entity tag changes whenever the file is replaced or rewritten.
+Response fileAnswer(const QString& filePath, const QByteArray& contentType, const Request& request,
+                    bool validators) {
+    struct stat status {};
+    if (::stat(QFile::encodeName(filePath).constData(), &status) != 0)
+        return refusal(404, u"not found"_s);
+    const qint64 size = status.st_size;
+    Response response{200, {}, contentType, {{"Accept-Ranges", "bytes"}}};
+    response.filePath = filePath;
+    QByteArray tag;
+    QByteArray modified;
+    if (validators) {
+        const qint64 nanoseconds =
+            qint64(status.st_mtim.tv_sec) * 1'000'000'000 + status.st_mtim.tv_nsec;
+        tag = '"' + QByteArray::number(qulonglong(status.st_ino), 16) + '-' +
+              QByteArray::number(size, 16) + '-' + QByteArray::number(nanoseconds, 16) + '"';
+        modified = httpDate(QDateTime::fromSecsSinceEpoch(status.st_mtim.tv_sec, Qt::UTC));
+        response.headers.append({"ETag", tag});
+        response.headers.append({"Last-Modified", modified});
+    }
+    const QByteArray ifRange = request.headers.value(u"if-range"_s).toLatin1().trimmed();
+    const bool current = ifRange.isEmpty() || (!tag.isEmpty() && ifRange == tag) ||
+                         (!modified.isEmpty() && ifRange == modified);
+    if (!current)
+        return response;
+    const auto range = singleRange(request.headers.value(u"range"_s), size);
+    if (!range)
+        return response;
+    if (!range->satisfiable) {
+        Response unsatisfiable{416, {}, contentType, response.headers};
+        unsatisfiable.headers.append({"Content-Range", "bytes */" + QByteArray::number(size)});
+        return unsatisfiable;
+    }
+    response.status = 206;
+    response.fileOffset = range->first;
+    response.fileLength = range->last - range->first + 1;
+    response.headers.append({"Content-Range", "bytes " + QByteArray::number(range->first) + '-' +
+                                                  QByteArray::number(range->last) + '/' +
+                                                  QByteArray::number(size)});
+    return response;
+}
+
 } // namespace
 
 struct SampleWebsite::State {
@@ -159,16 +238,16 @@ SampleWebsite::SampleWebsite(HttpsTestServer& server, Options options)
                 response = endpoint(*state, r);
             response.delayMilliseconds =
                 std::max(response.delayMilliseconds, state->faults.delayFor(path));
-            if (const qint64 drop = state->faults.dropAfterBytesFor(path); drop >= 0)
+            if (const qint64 drop = state->faults.takeDropAfterBytes(path, response.fileOffset);
+                drop >= 0)
                 response.dropAfterBytes = drop;
             return response;
         });
     };
     const auto file = [&](const QString& path, const QString& filePath, QByteArray contentType) {
-        route(u"GET"_s, path, [filePath, contentType](State&, const Request&) {
-            Response response{200, {}, contentType};
-            response.filePath = filePath;
-            return response;
+        route(u"GET"_s, path, [path, filePath, contentType](State& state, const Request& request) {
+            return fileAnswer(filePath, contentType, request,
+                              !state.faults.withholdsValidators(path));
         });
     };
 

@@ -77,9 +77,21 @@ int main(int argc, char* argv[]) {
                                   u"path=status"_s);
     const QCommandLineOption delay(u"delay"_s, u"Answer PATH after this many milliseconds."_s,
                                    u"path=ms"_s);
-    const QCommandLineOption drop(u"drop-after"_s,
-                                  u"Drop the connection of PATH after this many body bytes."_s,
-                                  u"path=bytes"_s);
+    const QCommandLineOption drop(
+        u"drop-after"_s,
+        u"Drop every connection of PATH at this byte of the file, so that a resumed download "
+        u"gets no further."_s,
+        u"path=bytes"_s);
+    const QCommandLineOption dropOnce(
+        u"drop-once-after"_s,
+        u"Drop the next connection of PATH after this many body bytes; later ones are whole. "
+        u"Given again for the same PATH, it drops one more."_s,
+        u"path=bytes"_s);
+    const QCommandLineOption noValidators(
+        u"no-validators"_s,
+        u"Serve the files of PATH without ETag and Last-Modified, so that a download cannot "
+        u"resume."_s,
+        u"path"_s);
     const QCommandLineOption wrongDigest(
         u"wrong-digest"_s, u"Publish a wrong digest for this asset id (\"*\": every asset)."_s,
         u"asset"_s);
@@ -98,7 +110,8 @@ int main(int argc, char* argv[]) {
         u"remember-sessions"_s,
         u"Keep sessions across runs (their refresh tokens' digests, in the state folder)."_s);
     parser.addOptions({port, data, updates, state, tokenLifetime, approve, fail, delay, drop,
-                       wrongDigest, expired, signingIdentity, anchor, rememberSessions});
+                       dropOnce, noValidators, wrongDigest, expired, signingIdentity, anchor,
+                       rememberSessions});
     parser.process(application);
 
     try {
@@ -120,11 +133,14 @@ int main(int argc, char* argv[]) {
 
         HttpsTestServer server(portNumber);
         SampleWebsite website(server, options);
-        const QStringList unreadable = website.faults().applyArguments(
-            parser.values(fail), parser.values(delay), parser.values(drop));
+        const QStringList unreadable =
+            website.faults().applyArguments(parser.values(fail), parser.values(delay),
+                                            parser.values(drop), parser.values(dropOnce));
         if (!unreadable.isEmpty())
             throw std::runtime_error("unreadable fault switch: " +
                                      unreadable.constFirst().toStdString());
+        for (const QString& path : parser.values(noValidators))
+            website.faults().withholdValidators(path);
         for (const QString& asset : parser.values(wrongDigest))
             website.faults().publishWrongDigest(asset);
         website.faults().setSessionExpired(parser.isSet(expired));

@@ -1,5 +1,7 @@
 #include "WebsiteFaults.h"
 
+#include <algorithm>
+
 void WebsiteFaults::failPath(const QString& path, int status) {
     const std::lock_guard lock(m_mutex);
     m_statuses.insert(path, status);
@@ -13,6 +15,16 @@ void WebsiteFaults::delayPath(const QString& path, int milliseconds) {
 void WebsiteFaults::dropPathAfterBytes(const QString& path, qint64 bytes) {
     const std::lock_guard lock(m_mutex);
     m_drops.insert(path, bytes);
+}
+
+void WebsiteFaults::dropPathOnceAfterBytes(const QString& path, qint64 bytes) {
+    const std::lock_guard lock(m_mutex);
+    m_dropsOnce[path].append(bytes);
+}
+
+void WebsiteFaults::withholdValidators(const QString& path) {
+    const std::lock_guard lock(m_mutex);
+    m_withheldValidators.append(path);
 }
 
 void WebsiteFaults::publishWrongDigest(const QString& assetID) {
@@ -30,6 +42,8 @@ void WebsiteFaults::clear() {
     m_statuses.clear();
     m_delays.clear();
     m_drops.clear();
+    m_dropsOnce.clear();
+    m_withheldValidators.clear();
     m_wrongDigests.clear();
     m_sessionExpired = false;
 }
@@ -54,8 +68,25 @@ int WebsiteFaults::delayFor(const QString& path) const {
     return lookUp(m_delays, path).value_or(0);
 }
 
-qint64 WebsiteFaults::dropAfterBytesFor(const QString& path) const {
-    return lookUp(m_drops, path).value_or(-1);
+qint64 WebsiteFaults::takeDropAfterBytes(const QString& path, qint64 fileOffset) {
+    if (const auto drop = lookUp(m_drops, path))
+        return std::max<qint64>(*drop - fileOffset, 0);
+    const std::lock_guard lock(m_mutex);
+    for (const QString& key : {path, everyPath}) {
+        const auto found = m_dropsOnce.find(key);
+        if (found == m_dropsOnce.end())
+            continue;
+        const qint64 bytes = found->takeFirst();
+        if (found->isEmpty())
+            m_dropsOnce.erase(found);
+        return bytes;
+    }
+    return -1;
+}
+
+bool WebsiteFaults::withholdsValidators(const QString& path) const {
+    const std::lock_guard lock(m_mutex);
+    return m_withheldValidators.contains(path) || m_withheldValidators.contains(everyPath);
 }
 
 bool WebsiteFaults::publishesWrongDigest(const QString& assetID) const {
@@ -69,7 +100,7 @@ bool WebsiteFaults::sessionExpired() const {
 }
 
 QStringList WebsiteFaults::applyArguments(const QStringList& failures, const QStringList& delays,
-                                          const QStringList& drops) {
+                                          const QStringList& drops, const QStringList& dropsOnce) {
     QStringList unreadable;
     const auto each = [&](const QStringList& arguments, const auto& apply) {
         for (const QString& argument : arguments) {
@@ -85,5 +116,7 @@ QStringList WebsiteFaults::applyArguments(const QStringList& failures, const QSt
     each(failures, [this](const QString& path, qint64 value) { failPath(path, int(value)); });
     each(delays, [this](const QString& path, qint64 value) { delayPath(path, int(value)); });
     each(drops, [this](const QString& path, qint64 value) { dropPathAfterBytes(path, value); });
+    each(dropsOnce,
+         [this](const QString& path, qint64 value) { dropPathOnceAfterBytes(path, value); });
     return unreadable;
 }
