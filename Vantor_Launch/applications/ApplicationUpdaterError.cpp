@@ -20,6 +20,8 @@ QString errorDescription(ApplicationUpdaterError error) {
         return u"The downloaded application’s code signature is not valid."_s;
     case ApplicationUpdaterError::signingIdentityMismatch:
         return u"The downloaded application is not signed by the same developer as the installed copy."_s;
+    case ApplicationUpdaterError::preparedReleaseChanged:
+        return u"The downloaded update changed after it was checked. Download it again."_s;
     }
     return {};
 }

@@ -13,6 +13,8 @@ enum class ApplicationUpdaterError {
     unexpectedVersion,
     invalidSignature,
     signingIdentityMismatch,
+    // The prepared release is gone, or its files changed after it was verified.
+    preparedReleaseChanged,
 };
 
 QString errorDescription(ApplicationUpdaterError error);

@@ -4,10 +4,13 @@
 #include "TaskOutcome.h"
 #include "UpdateFixture.h"
 #include "applications/ApplicationUpdaterError.h"
+#include "applications/PreparedReleaseRecord.h"
 #include "applications/ProductionApplicationDiscovery.h"
 #include "foundation/WorkFolder.h"
 
 #include <QTest>
+#include <QThread>
+#include <csignal>
 
 using namespace Qt::StringLiterals;
 using Error = ApplicationUpdaterError;
@@ -59,7 +62,59 @@ Scenario publishingRelease(BundleSpec spec, Signer signer = &SigningFixture::dev
     });
 }
 
+QStringList identifiers() {
+    return UpdateFixture::configuration().director.bundleIdentifiers;
+}
+
+TaskOutcome<PreparedRelease> prepare(UpdateFixture& fixture,
+                                     const AvailableApplicationRelease& release) {
+    return outcomeOf(
+        fixture.makeUpdater()->prepareUpdate(release, fixture.installed, identifiers(), {}), 60000);
+}
+
+TaskOutcome<bool> installPrepared(UpdateFixture& fixture, const PreparedRelease& prepared) {
+    return outcomeOf(
+        fixture.makeUpdater()->installPrepared(prepared, fixture.installed, identifiers()), 60000);
+}
+
+// What a prepared release looks like to a launcher that starts anew.
+std::optional<PreparedRelease> lookUp(UpdateFixture& fixture,
+                                      const AvailableApplicationRelease& release) {
+    return outcomeOf(fixture.makeUpdater()->preparedRelease(release, fixture.installed))
+        .value.value_or(std::nullopt);
+}
+
+// Cancels the update from the main thread as soon as the download's signature is checked, and
+// lets the check go on once the cancel is in.
+class CancellingSignature : public CodeSignature {
+public:
+    CancellingSignature(std::shared_ptr<CodeSignature> checked,
+                        std::shared_ptr<Cancellation> cancellation, QString installed)
+        : m_checked(std::move(checked))
+        , m_cancellation(std::move(cancellation))
+        , m_installed(std::move(installed)) {}
+
+    std::optional<SigningIdentity> signingIdentity(const QString& bundle) const override {
+        if (bundle != m_installed) {
+            QMetaObject::invokeMethod(m_cancellation.get(),
+                                      [cancellation = m_cancellation] { cancellation->cancel(); });
+            while (!m_cancellation->isCancelled())
+                QThread::msleep(1);
+        }
+        return m_checked->signingIdentity(bundle);
+    }
+
+private:
+    std::shared_ptr<CodeSignature> m_checked;
+    std::shared_ptr<Cancellation> m_cancellation;
+    QString m_installed;
+};
+
+using Alteration = std::function<void(const QString& bundle)>;
+
 } // namespace
+
+Q_DECLARE_METATYPE(Alteration)
 
 // The verified updater against a real HTTPS server, real archives, real signatures and a real
 // Applications folder.
@@ -261,6 +316,150 @@ private Q_SLOTS:
         QCOMPARE(WorkFolder::removeEarlierTemporaryItems(temporary.path()), 3);
         QCOMPARE(temporary.entryList(QDir::AllEntries | QDir::NoDotAndDotDot),
                  QStringList({u"other"_s, u"vantor-launch-download-notes.zip"_s}));
+    }
+
+    // Director stays usable while its update downloads: the release is prepared beside it while
+    // it runs, found again by a launcher that starts anew, and put in place once it is closed.
+    void preparesWhileACopyRunsAndInstallsOnceClosed() {
+        UpdateFixture fixture;
+        fixture.publishBundle(signedRelease(fixture));
+        const qint64 running = fixture.startInstalledCopy();
+        QVERIFY(running > 0);
+        const QByteArray installedBefore =
+            PreparedReleaseRecord::fingerprintOf(fixture.installed.toLocalFile());
+
+        const auto prepared = prepare(fixture, fixture.release());
+        QVERIFY2(!prepared.error,
+                 qPrintable(prepared.error ? prepared.error->description() : QString()));
+        QCOMPARE(prepared.value->release, fixture.release());
+        QCOMPARE(PreparedReleaseRecord::fingerprintOf(fixture.installed.toLocalFile()),
+                 installedBefore);
+        QCOMPARE(fixture.leftovers(),
+                 QStringList{QLatin1String(ProductionApplicationUpdater::stagingFolderName)});
+        // The sweep of leftovers at start-up keeps a whole prepared release.
+        ProductionApplicationUpdater::removeLeftovers(fixture.applications);
+        QCOMPARE(lookUp(fixture, fixture.release()), prepared.value);
+        QCOMPARE(lookUp(fixture, fixture.release(u"2.6.0"_s, u"2600"_s)), std::nullopt);
+
+        const auto whileRunning = installPrepared(fixture, *prepared.value);
+        QVERIFY(whileRunning.error);
+        QVERIFY(isUpdaterError(*whileRunning.error, Error::applicationRunning));
+        QCOMPARE(fixture.installedVersion(), u"2.4.1"_s);
+
+        ::kill(pid_t(running), SIGKILL);
+        QVERIFY(QTest::qWaitFor([] {
+            return LinuxWorkspace().runningApplications(UpdateFixture::directorID).isEmpty();
+        }));
+        const auto installed = installPrepared(fixture, *prepared.value);
+        QVERIFY2(!installed.error,
+                 qPrintable(installed.error ? installed.error->description() : QString()));
+        QCOMPARE(fixture.installedVersion(), u"2.5.0"_s);
+        QVERIFY(fixture.signature()->signingIdentity(fixture.installed.toLocalFile()));
+        QCOMPARE(fixture.leftovers(), QStringList());
+        QCOMPARE(fixture.server.requestCount(UpdateFixture::downloadPath), 1);
+    }
+
+    // A prepared release is used only as it was verified: any change to its files, or a record
+    // lost to a kill, and it is refused and goes.
+    void refusesAPreparedReleaseThatChanged_data() {
+        QTest::addColumn<Alteration>("alteration");
+        const QString executable = u"/Contents/MacOS/launcher-test-app"_s;
+        QTest::newRow("file appended to") << Alteration([=](const QString& bundle) {
+            QFile file(bundle + executable);
+            QVERIFY(file.open(QIODevice::Append));
+            file.write("\n");
+        });
+        // Same bytes, same modification time: only the change time tells.
+        QTest::newRow("file replaced by a copy") << Alteration([=](const QString& bundle) {
+            const QString path = bundle + executable;
+            QCOMPARE(QProcess::execute(u"cp"_s, {u"-p"_s, path, path + u".copy"_s}), 0);
+            QVERIFY(QFile::remove(path));
+            QVERIFY(QFile::rename(path + u".copy"_s, path));
+        });
+        QTest::newRow("file added") << Alteration([](const QString& bundle) {
+            writeFile(bundle + u"/Contents/Resources/planted"_s, "x");
+        });
+        QTest::newRow("permissions changed") << Alteration([=](const QString& bundle) {
+            QVERIFY(
+                QFile::setPermissions(bundle + executable, QFile::ReadOwner | QFile::WriteOwner));
+        });
+        QTest::newRow("record lost") << Alteration([](const QString& bundle) {
+            QVERIFY(QFile::remove(QFileInfo(bundle).path() + u"/release"_s));
+        });
+    }
+
+    void refusesAPreparedReleaseThatChanged() {
+        QFETCH(Alteration, alteration);
+        UpdateFixture fixture;
+        fixture.publishBundle(signedRelease(fixture));
+        const auto prepared = prepare(fixture, fixture.release());
+        QVERIFY(prepared.value);
+        alteration(prepared.value->bundle.toLocalFile());
+        if (QTest::currentTestFailed())
+            return;
+
+        const auto outcome = installPrepared(fixture, *prepared.value);
+        QVERIFY(outcome.error);
+        QVERIFY2(isUpdaterError(*outcome.error, Error::preparedReleaseChanged),
+                 qPrintable(outcome.error->description()));
+        QCOMPARE(fixture.installedVersion(), u"2.4.1"_s);
+        QCOMPARE(fixture.leftovers(), QStringList());
+        QCOMPARE(lookUp(fixture, fixture.release()), std::nullopt);
+    }
+
+    // Until the exchange begins, a cancel ends the update at once, leaves nothing behind and the
+    // installed copy as it was.
+    void cancelLeavesNothing_data() {
+        QTest::addColumn<QString>("moment");
+        QTest::newRow("before the request") << u"request"_s;
+        QTest::newRow("while an endless body arrives") << u"body"_s;
+        QTest::newRow("as the last byte arrives") << u"last byte"_s;
+        QTest::newRow("while the download's signature is checked") << u"signature"_s;
+    }
+
+    void cancelLeavesNothing() {
+        QFETCH(QString, moment);
+        UpdateFixture fixture;
+        fixture.publishBundle(signedRelease(fixture));
+        TransferControl control;
+        control.cancellation = std::make_shared<Cancellation>();
+        std::shared_ptr<CodeSignature> signature = fixture.signature();
+        if (moment == u"request"_s) {
+            control.cancellation->cancel();
+        } else if (moment == u"body"_s) {
+            HttpsTestServer::Response endless(200, {}, "application/zip");
+            endless.endless = true;
+            fixture.server.reply(u"GET"_s, UpdateFixture::downloadPath, endless);
+            control.progress = [cancellation = control.cancellation](qint64 received, qint64) {
+                if (received > 0)
+                    cancellation->cancel();
+            };
+        } else if (moment == u"last byte"_s) {
+            control.progress = [cancellation = control.cancellation](qint64 received,
+                                                                     qint64 expected) {
+                if (received == expected)
+                    cancellation->cancel();
+            };
+        } else {
+            signature = std::make_shared<CancellingSignature>(signature, control.cancellation,
+                                                              fixture.installed.toLocalFile());
+        }
+        ProductionApplicationUpdater updater({fixture.server.makeNetworkAccess(),
+                                              std::make_shared<LinuxWorkspace>(),
+                                              std::make_shared<LibarchiveExtractor>(), signature,
+                                              std::make_shared<RenameExchangeReplacement>()},
+                                             fixture.limits);
+
+        const auto outcome = outcomeOf(
+            updater.installUpdate(fixture.release(), fixture.installed, identifiers(), control),
+            60000);
+        QVERIFY(outcome.error);
+        QCOMPARE(outcome.error->description(),
+                 LaunchError::url(LaunchError::cancelled).description());
+        QCOMPARE(fixture.installedVersion(), u"2.4.1"_s);
+        QCOMPARE(fixture.leftovers(), QStringList());
+        QCOMPARE(fixture.server.requestCount(UpdateFixture::downloadPath),
+                 moment == u"request"_s ? 0 : 1);
     }
 
     void refusesWhileACopyRuns() {

@@ -3,16 +3,110 @@
 #include "platform/linux/LibarchiveExtractor.h"
 
 #include <QDir>
+#include <QDirIterator>
 #include <QFile>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QThread>
+#include <QtEndian>
 #include <functional>
 #include <sys/stat.h>
+#include <thread>
+#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 
 using ArchiveContents = std::function<void(ZipWriter&)>;
 Q_DECLARE_METATYPE(ArchiveContents)
+Q_DECLARE_METATYPE(ArchiveExtractor::Streamed)
+
+namespace {
+
+using Streamed = ArchiveExtractor::Streamed;
+
+quint32 crc32(const QByteArray& bytes) {
+    quint32 crc = 0xFFFFFFFFu;
+    for (const char byte : bytes) {
+        crc ^= quint8(byte);
+        for (int bit = 0; bit < 8; ++bit)
+            crc = (crc >> 1) ^ (0xEDB88320u & (0u - (crc & 1u)));
+    }
+    return ~crc;
+}
+
+template <typename T>
+void put(QByteArray& bytes, T value) {
+    const T little = qToLittleEndian(value);
+    bytes.append(reinterpret_cast<const char*>(&little), sizeof little);
+}
+
+// A stored zip as Info-ZIP writes it: kinds and modes only in the directory at the end, none in
+// the entries' own headers. The directory may leave out the last entry.
+QByteArray directoryOnlyModes(const QList<std::tuple<QByteArray, QByteArray, quint32>>& entries,
+                              bool hidesLast = false) {
+    QByteArray local;
+    QByteArray directory;
+    for (const auto& [name, data, mode] : entries) {
+        const quint32 offset = quint32(local.size());
+        const qsizetype directoryBefore = directory.size();
+        for (QByteArray* header : {&local, &directory}) {
+            const bool central = header == &directory;
+            put<quint32>(*header, central ? 0x02014b50 : 0x04034b50);
+            if (central)
+                put<quint16>(*header, (3 << 8) | 30); // made on Unix
+            for (const quint16 value : {10, 0, 0, 0, 0x21})
+                put<quint16>(*header, value);
+            for (const quint32 value : {crc32(data), quint32(data.size()), quint32(data.size())})
+                put<quint32>(*header, value);
+            put<quint16>(*header, quint16(name.size()));
+            put<quint16>(*header, 0);
+            if (central) {
+                for (const quint16 value : {0, 0, 0})
+                    put<quint16>(*header, value);
+                put<quint32>(*header, mode << 16);
+                put<quint32>(*header, offset);
+            }
+            header->append(name);
+        }
+        if (hidesLast && name == std::get<0>(entries.last()))
+            directory.truncate(directoryBefore);
+        local.append(data);
+    }
+    QByteArray end;
+    put<quint32>(end, 0x06054b50);
+    const auto listed = quint16(entries.size() - (hidesLast ? 1 : 0));
+    for (const quint16 value : {quint16(0), quint16(0), listed, listed})
+        put<quint16>(end, value);
+    put<quint32>(end, quint32(directory.size()));
+    put<quint32>(end, quint32(local.size()));
+    put<quint16>(end, 0);
+    return local + directory + end;
+}
+
+// Every item under root: a file's mode and contents, a link's target, a folder.
+QMap<QString, QByteArray> treeOf(const QString& root) {
+    QMap<QString, QByteArray> tree;
+    QDirIterator items(root, QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden | QDir::System,
+                       QDirIterator::Subdirectories);
+    while (items.hasNext()) {
+        const QFileInfo item(items.next());
+        const QString name = QDir(root).relativeFilePath(item.filePath());
+        if (item.isSymLink()) {
+            char target[4096];
+            const ssize_t length =
+                ::readlink(QFile::encodeName(item.filePath()).constData(), target, sizeof target);
+            tree[name] = "-> " + QByteArray(target, int(std::max<ssize_t>(length, 0)));
+        } else if (item.isDir()) {
+            tree[name] = "folder";
+        } else {
+            tree[name] =
+                QByteArray::number(int(item.permissions()), 16) + ' ' + readFile(item.filePath());
+        }
+    }
+    return tree;
+}
+
+} // namespace
 
 // Unpacking downloads: what a release holds comes out whole, and nothing can land or point
 // outside the extraction folder.
@@ -107,14 +201,26 @@ private Q_SLOTS:
         });
     }
 
+    // Whole, and as the download writes it.
     void refusesWhatWouldEscape() {
         QFETCH(ArchiveContents, contents);
-        QVERIFY(!LibarchiveExtractor().extract(archiveOf(contents), m_destination));
-        QStringList outside =
-            QDir(m_outside).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden);
-        outside.removeOne(u"inner-sibling"_s); // the decoy some rows place there
-        QCOMPARE(outside, QStringList{u"inner"_s});
-        QVERIFY(!QFile::exists(m_folder.filePath(u"escaped"_s)));
+        const QString archive = archiveOf(contents);
+        GrowingFile whole;
+        whole.finish();
+        for (const bool streamed : {false, true}) {
+            QDir(m_destination).removeRecursively();
+            QVERIFY(QDir().mkpath(m_destination));
+            if (streamed)
+                QCOMPARE(LibarchiveExtractor().extractGrowing(archive, whole, m_destination),
+                         Streamed::refused);
+            else
+                QVERIFY(!LibarchiveExtractor().extract(archive, m_destination));
+            QStringList outside =
+                QDir(m_outside).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden);
+            outside.removeOne(u"inner-sibling"_s); // the decoy some rows place there
+            QCOMPARE(outside, QStringList{u"inner"_s});
+            QVERIFY(!QFile::exists(m_folder.filePath(u"escaped"_s)));
+        }
     }
 
     void ceilingsAndDamage_data() {
@@ -146,8 +252,82 @@ private Q_SLOTS:
         QFETCH(bool, extracts);
         const QString path = m_folder.filePath(u"given.zip"_s);
         writeFile(path, bytes);
-        QCOMPARE(LibarchiveExtractor(byteCeiling, entryCeiling).extract(path, m_destination),
-                 extracts);
+        const LibarchiveExtractor extractor(byteCeiling, entryCeiling);
+        QCOMPARE(extractor.extract(path, m_destination), extracts);
+        QDir(m_destination).removeRecursively();
+        QVERIFY(QDir().mkpath(m_destination));
+        GrowingFile whole;
+        whole.finish();
+        const Streamed streamed = extractor.extractGrowing(path, whole, m_destination);
+        QCOMPARE(streamed == Streamed::unpacked, extracts);
+    }
+
+    // Unpacked as the download writes it, an archive comes out as it would whole; one whose
+    // entries' headers disagree with its directory is left to be unpacked whole, and a download
+    // that ends early ends the unpacking.
+    void unpacksWhileWritten_data() {
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<bool>("completes");
+        QTest::addColumn<Streamed>("expected");
+        const QByteArray bundle = readFile(archiveOf([](ZipWriter& zip) {
+            zip.addDirectory("Director.app/Contents/MacOS");
+            zip.addFile("Director.app/Contents/MacOS/director", QByteArray(300'000, 'd'), 0755);
+            zip.addFile("Director.app/Contents/Resources/readme.txt", "text", 0644);
+            zip.addSymlink("Director.app/Contents/Current", "Resources");
+            for (int index = 0; index < 40; ++index)
+                zip.addFile("Director.app/Contents/Resources/item-" + QByteArray::number(index),
+                            QByteArray(5000 + index, char('a' + index % 26)));
+        }));
+        QTest::newRow("written in pieces") << bundle << true << Streamed::unpacked;
+        QTest::newRow("abandoned halfway")
+            << bundle.left(bundle.size() / 2) << false << Streamed::refused;
+        // Completed from the directory once it is there.
+        const QList<std::tuple<QByteArray, QByteArray, quint32>> tool{
+            {"Tool.app/run", "#!/bin/sh\n", 0100755}, {"Tool.app/Current", "run", 0120777}};
+        QTest::newRow("modes and links only in the directory")
+            << directoryOnlyModes(tool) << true << Streamed::unpacked;
+        QTest::newRow("entry left out of the directory")
+            << directoryOnlyModes(tool, true) << true << Streamed::needsWholeArchive;
+    }
+
+    void unpacksWhileWritten() {
+        QFETCH(QByteArray, bytes);
+        QFETCH(bool, completes);
+        QFETCH(Streamed, expected);
+        const QString path = m_folder.filePath(u"growing.zip"_s);
+        writeFile(path, {});
+        GrowingFile growth;
+        std::thread download([&] {
+            QFile file(path);
+            if (!file.open(QIODevice::Append))
+                return growth.abandon();
+            for (qsizetype offset = 0; offset < bytes.size(); offset += 7000) {
+                file.write(bytes.mid(offset, 7000));
+                file.flush();
+                QThread::usleep(200);
+            }
+            file.close();
+            completes ? growth.finish() : growth.abandon();
+        });
+        const Streamed streamed = LibarchiveExtractor().extractGrowing(path, growth, m_destination);
+        download.join();
+        QCOMPARE(streamed, expected);
+        if (streamed == Streamed::refused)
+            return;
+
+        if (streamed == Streamed::needsWholeArchive)
+            return;
+        // What the whole archive gives, unpacked with its directory.
+        const QString whole = m_folder.filePath(u"whole"_s);
+        QVERIFY(QDir().mkpath(whole));
+        QVERIFY(LibarchiveExtractor().extract(path, whole));
+        QCOMPARE(treeOf(m_destination), treeOf(whole));
+        if (QFileInfo::exists(whole + u"/Tool.app"_s)) {
+            QVERIFY(QFileInfo(m_destination + u"/Tool.app/Current"_s).isSymLink());
+            QVERIFY(QFileInfo(m_destination + u"/Tool.app/run"_s).isExecutable());
+            return;
+        }
+        QVERIFY(QFileInfo(m_destination + u"/Director.app/Contents/Current"_s).isSymLink());
     }
 
     void judgesLinkTargetsByTheirText_data() {

@@ -23,6 +23,20 @@ public:
         throw std::runtime_error("disk on fire");
         co_return;
     }
+    QCoro::Task<PreparedRelease> prepareUpdate(AvailableApplicationRelease, QUrl, QStringList,
+                                               TransferControl) override {
+        throw std::runtime_error("disk on fire");
+        co_return PreparedRelease{};
+    }
+    QCoro::Task<std::optional<PreparedRelease>> preparedRelease(AvailableApplicationRelease,
+                                                                QUrl) override {
+        co_return std::nullopt;
+    }
+    QCoro::Task<> installPrepared(PreparedRelease, QUrl, QStringList) override {
+        throw std::runtime_error("disk on fire");
+        co_return;
+    }
+    QCoro::Task<> discardPrepared(QUrl) override { co_return; }
 };
 
 // The store's update flow: the release check and its decision, and an update from button to

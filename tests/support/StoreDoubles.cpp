@@ -11,6 +11,17 @@ QCoro::Task<> ScriptedUpdater::installUpdate(AvailableApplicationRelease release
     co_await install.call();
 }
 
+QCoro::Task<PreparedRelease> ScriptedUpdater::prepareUpdate(AvailableApplicationRelease, QUrl,
+                                                            QStringList, TransferControl) {
+    throw LaunchError::file(u"not scripted"_s);
+    co_return PreparedRelease{};
+}
+
+QCoro::Task<> ScriptedUpdater::installPrepared(PreparedRelease, QUrl, QStringList) {
+    throw LaunchError::file(u"not scripted"_s);
+    co_return;
+}
+
 QCoro::Task<> ScriptedInstaller::install(QString, LaunchContentPackManifest,
                                          TransferControl latest) {
     control = std::move(latest);

@@ -31,6 +31,15 @@ public:
     TransferControl control;
     QCoro::Task<> installUpdate(AvailableApplicationRelease release, QUrl, QStringList,
                                 TransferControl control) override;
+    // The two steps are not scripted: preparing fails, and nothing is ever prepared.
+    QCoro::Task<PreparedRelease> prepareUpdate(AvailableApplicationRelease, QUrl, QStringList,
+                                               TransferControl) override;
+    QCoro::Task<std::optional<PreparedRelease>> preparedRelease(AvailableApplicationRelease,
+                                                                QUrl) override {
+        co_return std::nullopt;
+    }
+    QCoro::Task<> installPrepared(PreparedRelease, QUrl, QStringList) override;
+    QCoro::Task<> discardPrepared(QUrl) override { co_return; }
 };
 
 class ScriptedCatalogue : public CatalogueProviding {

@@ -44,6 +44,17 @@ public:
                                 TransferControl) override {
         co_await QCoro::sleepFor(std::chrono::hours(24));
     }
+    QCoro::Task<PreparedRelease> prepareUpdate(AvailableApplicationRelease, QUrl, QStringList,
+                                               TransferControl) override {
+        co_await QCoro::sleepFor(std::chrono::hours(24));
+        co_return PreparedRelease{};
+    }
+    QCoro::Task<std::optional<PreparedRelease>> preparedRelease(AvailableApplicationRelease,
+                                                                QUrl) override {
+        co_return std::nullopt;
+    }
+    QCoro::Task<> installPrepared(PreparedRelease, QUrl, QStringList) override { co_return; }
+    QCoro::Task<> discardPrepared(QUrl) override { co_return; }
 };
 
 // Floral Reflections is installed; an installation stops at 40 % and never finishes.

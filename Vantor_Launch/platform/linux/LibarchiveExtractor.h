@@ -9,7 +9,11 @@ public:
     explicit LibarchiveExtractor(qint64 totalBytesCeiling = maximumTotalBytes,
                                  qint64 entryCeiling = maximumEntries);
 
-    bool extract(const QString& archive, const QString& destination) const override;
+    bool extract(const QString& archive, const QString& destination,
+                 const Checkpoint& checkpoint = {}) const override;
+    Streamed extractGrowing(const QString& archive, const GrowingFile& growth,
+                            const QString& destination,
+                            const Checkpoint& checkpoint = {}) const override;
     std::optional<qint64> unpackedSize(const QString& archive) const override;
 
     // Whether a link stored at entryPath (relative to the destination) with this target stays
