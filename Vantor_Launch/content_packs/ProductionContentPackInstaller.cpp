@@ -12,6 +12,7 @@
 #include <QDirIterator>
 #include <QElapsedTimer>
 #include <QFileInfo>
+#include <QSet>
 #include <QtConcurrent>
 #include <cerrno>
 #include <cstdio>
@@ -21,7 +22,8 @@ using Asset = LaunchContentPackManifest::Asset;
 
 namespace {
 
-// Adds up the bytes of every download of one install and passes them on a few times a second.
+// Adds up the bytes of every file of one install, however many download at once, and passes
+// the total on a few times a second.
 class ProgressMeter {
 public:
     ProgressMeter(std::function<void(qint64, qint64)> report, qint64 statedBytes)
@@ -32,33 +34,36 @@ public:
             m_report(0, m_expected);
     }
 
-    // One download: its stated size (0 when unknown) is replaced by its announced length.
+    // One download: its stated size (0 when unknown) is replaced by its announced length, and
+    // what it receives adds to the total.
     StreamingDownload::Options::Progress forDownload(qint64 statedBytes) {
         if (!m_report)
             return {};
-        return [this, statedBytes, counted = false](qint64 received, qint64 length) mutable {
+        return [this, statedBytes, counted = false, seen = qint64(0)](qint64 received,
+                                                                      qint64 length) mutable {
             if (!counted && length >= 0) {
                 m_expected += length - statedBytes;
                 counted = true;
             }
-            m_current = received;
-            if (m_clock.elapsed() >= 250) {
-                m_clock.restart();
-                m_report(m_done + m_current, std::max(m_expected, m_done + m_current));
-            }
+            m_received += received - seen;
+            seen = received;
+            report(false);
         };
     }
-    void downloadFinished() {
-        m_done += m_current;
-        m_current = 0;
-    }
+    void finished() { report(true); }
 
 private:
+    void report(bool now) {
+        if (!m_report || (!now && m_clock.elapsed() < 250))
+            return;
+        m_clock.restart();
+        m_report(m_received, std::max(m_expected, m_received));
+    }
+
     std::function<void(qint64, qint64)> m_report;
     QElapsedTimer m_clock;
     qint64 m_expected;
-    qint64 m_done = 0;
-    qint64 m_current = 0;
+    qint64 m_received = 0;
 };
 
 std::optional<QString> pathExtension(const QUrl& url) {
@@ -197,58 +202,143 @@ StreamingDownload::Options assetDownload(StreamingDownload::Limits limits, const
     return options;
 }
 
-QCoro::Task<QList<InstalledAsset>> stageAssets(std::shared_ptr<QNetworkAccessManager> network,
-                                               StreamingDownload::Limits limits,
-                                               std::vector<Asset> assets, QString staging,
-                                               TransferControl control) {
-    qint64 statedBytes = 0;
-    for (const Asset& asset : assets)
-        statedBytes += std::max<qint64>(asset.fileSizeBytes.value_or(0), 0);
-    ProgressMeter meter(control.progress, statedBytes);
-    const QDir folder(staging);
+// Files of the pack that download at once: enough to keep the connection busy between the
+// worker's writes, few enough that memory stays flat.
+constexpr int concurrentDownloads = 4;
 
+// One file of the pack and where it is staged.
+struct StagedFile {
+    const Asset* asset = nullptr;
+    QUrl url;
+    QString path;
+    // The protected asset, proven against its published digest; thumbnails and previews have none.
+    bool proved = false;
+    qint64 statedBytes = 0;
+};
+
+// What every lane of one install shares: the files still to stage, and the first failure, which
+// cancels the others.
+struct Staging {
+    std::shared_ptr<QNetworkAccessManager> network;
+    StreamingDownload::Limits limits;
+    std::vector<StagedFile> files;
+    std::size_t next = 0;
+    std::shared_ptr<Cancellation> cancellation;
+    ProgressMeter* meter = nullptr;
+    std::exception_ptr failure;
+};
+
+QCoro::Task<> stageFile(Staging& staging, const StagedFile& file) {
+    const Asset& asset = *file.asset;
+    const QString expected = file.proved ? asset.protectedSHA256Hex->toLower() : QString();
+    const auto options =
+        assetDownload(staging.limits, asset, file.proved,
+                      staging.meter->forDownload(file.statedBytes), staging.cancellation);
+    const auto fetched =
+        co_await StreamingDownload::fetch(staging.network, file.url, file.path, options);
+    if (file.proved && fetched.sha256 != expected)
+        throw LaunchContentPackInstallerError::integrityFailure(asset.name);
+}
+
+// Takes the next file until none is left or one has failed. The first failure is kept and
+// cancels the other lanes, whose own "cancelled" then says nothing new.
+QCoro::Task<> stageLane(Staging& staging) {
+    while (!staging.failure && staging.next < staging.files.size()) {
+        const StagedFile& file = staging.files[staging.next++];
+        try {
+            co_await stageFile(staging, file);
+        } catch (...) {
+            if (!staging.failure) {
+                staging.failure = std::current_exception();
+                staging.cancellation->cancel();
+            }
+        }
+    }
+}
+
+// Every file of the pack and its entry. Throws when an asset cannot be proved, or when two files
+// would take one name (a download must never write into another file).
+std::pair<std::vector<StagedFile>, QList<InstalledAsset>>
+planFiles(const std::vector<Asset>& assets, const QString& staging) {
+    std::vector<StagedFile> files;
     QList<InstalledAsset> entries;
+    const QDir folder(staging);
+    // A thumbnail or preview: nothing publishes its digest, so it is always downloaded.
+    const auto extraFile = [&](const Asset& asset, const QUrl& url, const QString& name) {
+        StagedFile file;
+        file.asset = &asset;
+        file.url = url;
+        file.path = folder.filePath(name);
+        return file;
+    };
     for (const Asset& asset : assets) {
         if (!asset.remoteProtectedAssetURL || !asset.protectedSHA256Hex ||
             asset.protectedSHA256Hex->isEmpty())
             throw LaunchContentPackInstallerError::missingIntegrity(asset.name);
-
-        const QString assetPath = folder.filePath(asset.id + u".vdasset"_s);
-        const QUrl assetURL = *asset.remoteProtectedAssetURL;
-        const auto assetOptions =
-            assetDownload(limits, asset, true,
-                          meter.forDownload(std::max<qint64>(asset.fileSizeBytes.value_or(0), 0)),
-                          control.cancellation);
-        const auto fetched =
-            co_await StreamingDownload::fetch(network, assetURL, assetPath, assetOptions);
-        meter.downloadFinished();
-        if (fetched.sha256 != asset.protectedSHA256Hex->toLower())
-            throw LaunchContentPackInstallerError::integrityFailure(asset.name);
-
+    }
+    for (const Asset& asset : assets) {
         InstalledAsset entry = entryFor(asset);
-        entry.localProtectedAssetURL = QUrl::fromLocalFile(assetPath);
+        files.push_back({.asset = &asset,
+                         .url = *asset.remoteProtectedAssetURL,
+                         .path = folder.filePath(asset.id + u".vdasset"_s),
+                         .proved = true,
+                         .statedBytes = std::max<qint64>(asset.fileSizeBytes.value_or(0), 0)});
+        entry.localProtectedAssetURL = QUrl::fromLocalFile(files.back().path);
         if (asset.remoteThumbnailURL) {
-            const QString path = folder.filePath(asset.id + u"-thumbnail.jpg"_s);
-            const QUrl url = *asset.remoteThumbnailURL;
-            const auto options =
-                assetDownload(limits, asset, false, meter.forDownload(0), control.cancellation);
-            co_await StreamingDownload::fetch(network, url, path, options);
-            meter.downloadFinished();
-            entry.localThumbnailURL = QUrl::fromLocalFile(path);
+            files.push_back(
+                extraFile(asset, *asset.remoteThumbnailURL, asset.id + u"-thumbnail.jpg"_s));
+            entry.localThumbnailURL = QUrl::fromLocalFile(files.back().path);
         }
         if (asset.remotePreviewVideoURL) {
-            const QUrl url = *asset.remotePreviewVideoURL;
-            const QString path =
-                folder.filePath(asset.id + u"-preview."_s + pathExtension(url).value_or(u"mp4"_s));
-            const auto options =
-                assetDownload(limits, asset, false, meter.forDownload(0), control.cancellation);
-            co_await StreamingDownload::fetch(network, url, path, options);
-            meter.downloadFinished();
-            entry.localPreviewVideoURL = QUrl::fromLocalFile(path);
+            const QString extension =
+                pathExtension(*asset.remotePreviewVideoURL).value_or(u"mp4"_s);
+            files.push_back(extraFile(asset, *asset.remotePreviewVideoURL,
+                                      asset.id + u"-preview."_s + extension));
+            entry.localPreviewVideoURL = QUrl::fromLocalFile(files.back().path);
         }
         entries.append(std::move(entry));
     }
-    co_return entries;
+    QSet<QString> names;
+    for (const StagedFile& file : files) {
+        if (!ContentStore::isSafeComponent(QFileInfo(file.path).fileName()) ||
+            names.contains(file.path))
+            throw LaunchContentPackInstallerError::unusableName();
+        names.insert(file.path);
+    }
+    return {std::move(files), std::move(entries)};
+}
+
+QCoro::Task<QList<InstalledAsset>> stageAssets(std::shared_ptr<QNetworkAccessManager> network,
+                                               StreamingDownload::Limits limits,
+                                               const std::vector<Asset>& assets, QString staging,
+                                               const TransferControl& control) {
+    auto [files, entries] = planFiles(assets, staging);
+    qint64 statedBytes = 0;
+    for (const StagedFile& file : files)
+        statedBytes += file.statedBytes;
+    ProgressMeter meter(control.progress, statedBytes);
+
+    // The lanes' own cancellation: the caller's Cancel reaches it, and so does the first failure.
+    auto cancellation = std::make_shared<Cancellation>();
+    if (control.cancellation)
+        QObject::connect(control.cancellation.get(), &Cancellation::cancelled, cancellation.get(),
+                         &Cancellation::cancel);
+    if (control.isCancelled())
+        cancellation->cancel();
+
+    Staging shared{std::move(network), limits, std::move(files), 0, cancellation, &meter, {}};
+    std::vector<QCoro::Task<>> lanes;
+    const std::size_t laneCount =
+        std::min<std::size_t>(concurrentDownloads, std::max<std::size_t>(shared.files.size(), 1));
+    for (std::size_t lane = 0; lane < laneCount; ++lane)
+        lanes.push_back(stageLane(shared));
+    // Every lane ends before the work folder may go: none writes into it any more.
+    for (QCoro::Task<>& lane : lanes)
+        co_await std::move(lane);
+    if (shared.failure)
+        std::rethrow_exception(shared.failure);
+    meter.finished();
+    co_return std::move(entries);
 }
 
 } // namespace
@@ -301,9 +391,16 @@ QCoro::Task<> ProductionContentPackInstaller::install(QString packID,
 
     std::exception_ptr failure;
     try {
-        QList<InstalledAsset> entries = co_await stageAssets(m_network, m_limits, std::move(assets),
-                                                             staging->path(), std::move(control));
+        control.throwIfCancelled();
+        QList<InstalledAsset> entries =
+            co_await stageAssets(m_network, m_limits, assets, staging->path(), control);
+        // The last moment a Cancel counts. Once publishing has begun it runs to its end, so that
+        // the store is never left between two versions; a Cancel then is too late and the install
+        // succeeds.
+        control.throwIfCancelled();
         const auto publishing = [=, checkpoint = m_checkpoint, entries = std::move(entries)] {
+            // The staged names are durable before the manifest names them.
+            FileSafety::flushFolder(staging->path());
             publish(*staging, store, packFolder, versionFolder, packID, entries, checkpoint);
             return true;
         };
