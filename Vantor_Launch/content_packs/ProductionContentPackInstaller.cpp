@@ -213,6 +213,7 @@ StreamingDownload::Options assetDownload(StreamingDownload::Limits limits, const
 }
 
 struct Prepared {
+    QString store;
     std::shared_ptr<WorkFolder> staging;
     // Installed files of the pack by the lower-case digest the manifest records for them.
     QHash<QString, QString> installedByDigest;
@@ -512,12 +513,12 @@ QCoro::Task<> ProductionContentPackInstaller::install(QString packID,
     // Staged inside the content store, so that publishing is a rename on one file system; the
     // space is checked before a byte is fetched. Files the installed version already holds
     // (the same published digest) need no room of their own unless they must be copied.
-    const QString store = ContentStore::locate().folder;
-    const QString installedFolder =
-        QDir::cleanPath(QDir(QDir(store).filePath(u"Packs"_s)).filePath(packFolder)) + u'/';
-    const QString sameVersionFolder = installedFolder + versionFolder + u'/';
-    const auto prepare = [store, installedFolder, sameVersionFolder, packID, assets,
+    const auto prepare = [packFolder, versionFolder, packID, assets,
                           margin = m_limits.spaceMarginBytes] {
+        const QString store = ContentStore::locate().folder;
+        const QString installedFolder =
+            QDir::cleanPath(QDir(QDir(store).filePath(u"Packs"_s)).filePath(packFolder)) + u'/';
+        const QString sameVersionFolder = installedFolder + versionFolder + u'/';
         ContentStore::removeLeftovers(store);
         // Only this pack's own files of another version, found where the store keeps them: the
         // manifest names them, but nothing outside the pack's folder is read for it. The same
@@ -540,10 +541,11 @@ QCoro::Task<> ProductionContentPackInstaller::install(QString packID,
                 neededBytes += std::max<qint64>(asset.fileSizeBytes.value_or(0), 0);
         }
         FileSafety::requireFreeSpace(store, neededBytes, margin);
-        return Prepared{std::make_shared<WorkFolder>(WorkFolder::create(store, u"pack"_s)),
+        return Prepared{store, std::make_shared<WorkFolder>(WorkFolder::create(store, u"pack"_s)),
                         std::move(installedByDigest)};
     };
     const Prepared prepared = co_await Worker::run(prepare);
+    const QString store = prepared.store;
     const std::shared_ptr<WorkFolder> staging = prepared.staging;
 
     std::exception_ptr failure;
