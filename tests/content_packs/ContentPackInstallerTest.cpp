@@ -7,7 +7,15 @@
 #include "content_packs/LaunchContentPackInstallerError.h"
 #include "content_packs/ProductionContentPackInstaller.h"
 
+#include <QCryptographicHash>
+#include <QElapsedTimer>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QRandomGenerator>
 #include <QTest>
+#include <QTimer>
+#include <sys/stat.h>
 
 using namespace Qt::StringLiterals;
 using Launch::PackInstallation;
@@ -20,6 +28,67 @@ const QString stillPath = u"/files/aurora-stage/aurora-still.vdasset"_s;
 
 Manifest::Pack packEntry(const QString& id, const QString& version) {
     return {id, u"Aurora Stage"_s, version, std::nullopt};
+}
+
+// "octet": eight assets of 1 MB; its second version changes "o3" only.
+const QString octet = u"octet"_s;
+
+QString octetPath(int index, int version) {
+    return u"/files/octet/o%1-v%2.vdasset"_s.arg(index).arg(version);
+}
+
+QByteArray octetBytes(int index, int version) {
+    QByteArray bytes(1 << 20, Qt::Uninitialized);
+    QRandomGenerator(quint32(index * 10 + version))
+        .fillRange(reinterpret_cast<quint32*>(bytes.data()), bytes.size() / 4);
+    return bytes;
+}
+
+QHash<QString, QByteArray> octetDocuments() {
+    QHash<QString, QByteArray> documents;
+    QJsonArray assets;
+    for (int index = 0; index < 8; ++index) {
+        const QString id = u"o%1"_s.arg(index);
+        assets.append(QJsonObject{{u"id"_s, id},
+                                  {u"name"_s, QString(u"Octet "_s + id)},
+                                  {u"category"_s, u"Backgrounds"_s},
+                                  {u"version"_s, 1},
+                                  {u"contentPackID"_s, octet},
+                                  {u"contentPackVersion"_s, u"1"_s},
+                                  {u"remoteProtectedAssetURL"_s, octetPath(index, 1)}});
+        documents.insert(octetPath(index, 1).mid(1), octetBytes(index, 1));
+    }
+    documents.insert(octetPath(3, 2).mid(1), octetBytes(3, 2));
+    const QJsonObject pack{{u"id"_s, octet}, {u"name"_s, u"Octet"_s}, {u"version"_s, u"1"_s}};
+    documents.insert(
+        u"creator-backgrounds.json"_s,
+        QJsonDocument(QJsonObject{{u"contentPacks"_s, QJsonArray{pack}}, {u"assets"_s, assets}})
+            .toJson());
+    return documents;
+}
+
+Manifest octetUpdate(Manifest manifest) {
+    manifest.contentPacks = {{octet, u"Octet"_s, u"2"_s, std::nullopt}};
+    for (Manifest::Asset& asset : manifest.assets) {
+        asset.contentPackVersion = u"2"_s;
+        if (asset.id != u"o3"_s)
+            continue;
+        const QByteArray bytes = octetBytes(3, 2);
+        asset.remoteProtectedAssetURL =
+            asset.remoteProtectedAssetURL->resolved(QUrl(octetPath(3, 2)));
+        asset.protectedSHA256Hex = QString::fromLatin1(
+            QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex());
+        asset.fileSizeBytes = bytes.size();
+    }
+    return manifest;
+}
+
+// The file's identity on disk: a hard link has its target's.
+std::pair<dev_t, ino_t> inodeOf(const QString& path) {
+    struct stat info {};
+    if (::stat(QFile::encodeName(path).constData(), &info) != 0)
+        return {0, 0};
+    return {info.st_dev, info.st_ino};
 }
 
 } // namespace
@@ -37,6 +106,21 @@ class ContentPackInstallerTest : public QObject {
                               TransferControl control = {}) {
         return outcomeOf(m_installer->install(packID, std::move(manifest), std::move(control)),
                          30000);
+    }
+
+    void serveOctet() {
+        m_installer.reset();
+        m_website = std::make_unique<WebsiteFixture>(SampleWebsite::Options{}, octetDocuments());
+        m_installer = std::make_unique<ProductionContentPackInstaller>(
+            m_website->server().makeNetworkAccess());
+    }
+
+    QStringList requestedSince(qsizetype count) {
+        QStringList paths;
+        for (const auto& request : m_website->server().requests().mid(count))
+            paths.append(request.path);
+        paths.sort();
+        return paths;
     }
 
     QHash<QString, QString> installedVersions() {
@@ -216,10 +300,143 @@ private Q_SLOTS:
         QCOMPARE(store.packs()[0].installation, PackInstallation::installed);
         QVERIFY(store.packFlows().transfers().isEmpty());
         QCOMPARE(seen.first(), (std::pair<qint64, qint64>{0, 48'000}));
-        // The curtain's thumbnail (1,327 bytes) and preview (6,000) count once they arrive.
+        // The thumbnails (1,327 and 1,275 bytes) and the preview (6,000) count once they arrive.
         QVERIFY(std::any_of(seen.begin(), seen.end(), [](const auto& progress) {
-            return progress.first > 55'327 && progress.second == 3'055'327;
+            return progress.first > 56'602 && progress.second == 3'056'602;
         }));
+    }
+
+    // An update fetches only the assets whose digest changed; every other file is the installed
+    // one, proven again from disk and linked, unless it no longer proves.
+    void updateFetchesOnlyWhatChanged_data() {
+        QTest::addColumn<QString>("damage");
+        QTest::addColumn<QStringList>("fetched");
+        QTest::newRow("intact") << u""_s << QStringList{octetPath(3, 2)};
+        QTest::newRow("o5 corrupted")
+            << u"corrupted"_s << QStringList{octetPath(3, 2), octetPath(5, 1)};
+        QTest::newRow("o5 missing")
+            << u"missing"_s << QStringList{octetPath(3, 2), octetPath(5, 1)};
+    }
+
+    void updateFetchesOnlyWhatChanged() {
+        QFETCH(QString, damage);
+        QFETCH(QStringList, fetched);
+        serveOctet();
+        const Manifest first = m_website->packManifest();
+        QVERIFY(install(octet, first).value);
+        const QString packs = m_fixture->fallbackStore() + u"/Packs/octet/"_s;
+        QHash<QString, std::pair<dev_t, ino_t>> inodes;
+        for (int index = 0; index < 8; ++index)
+            inodes.insert(u"o%1"_s.arg(index), inodeOf(packs + u"1/o%1.vdasset"_s.arg(index)));
+        QFile damaged(packs + u"1/o5.vdasset"_s);
+        if (damage == u"corrupted"_s) {
+            QVERIFY(damaged.open(QIODevice::ReadWrite));
+            damaged.seek(500'000);
+            damaged.write("tampered");
+            damaged.close();
+        } else if (damage == u"missing"_s) {
+            QVERIFY(damaged.remove());
+        }
+
+        const qsizetype requests = m_website->server().requests().size();
+        QList<qint64> received;
+        TransferControl control;
+        control.progress = [&](qint64 bytes, qint64) { received.append(bytes); };
+        const auto outcome = install(octet, octetUpdate(first), control);
+        QVERIFY2(outcome.value, qPrintable(outcome.error ? outcome.error->description() : u""_s));
+        QCOMPARE(requestedSince(requests), fetched);
+        QVERIFY(std::is_sorted(received.begin(), received.end()));
+        QCOMPARE(received.last(), 8 << 20);
+
+        // Version 2 alone, every file the published one, and those not fetched are the installed
+        // files themselves.
+        QMap<QString, QByteArray> expected;
+        for (int index = 0; index < 8; ++index) {
+            const QString name = u"o%1.vdasset"_s.arg(index);
+            expected.insert(u"2/"_s + name, octetBytes(index, index == 3 ? 2 : 1));
+            if (!fetched.contains(octetPath(index, 1)) && index != 3)
+                QCOMPARE(inodeOf(packs + u"2/"_s + name), inodes.value(u"o%1"_s.arg(index)));
+        }
+        QCOMPARE(filesUnder(packs), expected);
+        const auto entries = ContentStore::readEntries(m_fixture->fallbackStore());
+        QVERIFY(entries);
+        QCOMPARE(entries->size(), 8);
+        for (const InstalledAsset& entry : *entries)
+            QCOMPARE(entry.localProtectedAssetURL,
+                     QUrl::fromLocalFile(packs + u"2/"_s + entry.id + u".vdasset"_s));
+        QVERIFY(m_fixture->stagingFolders().isEmpty());
+    }
+
+    // The first file to fail stops the others, and its error is the one reported, not the
+    // "cancelled" of the files it stopped.
+    void theFirstFailureStopsTheOtherFiles() {
+        serveOctet();
+        m_website->faults().failPath(octetPath(0, 1), 404);
+        for (int index = 1; index < 4; ++index)
+            m_website->faults().delayPath(octetPath(index, 1), 1000);
+        qint64 mostReceived = 0;
+        TransferControl control;
+        control.progress = [&](qint64 received, qint64) {
+            mostReceived = std::max(mostReceived, received);
+        };
+        const auto outcome = install(octet, m_website->packManifest(), control);
+        QVERIFY(outcome.error);
+        QCOMPARE(outcome.error->description(),
+                 LaunchContentPackInstallerError::rejected(404).description());
+        // The slow ones were stopped before a byte arrived, and the rest never asked for.
+        QCOMPARE(mostReceived, 0);
+        QCOMPARE(m_website->server().requestCount(octetPath(4, 1)), 0);
+        QVERIFY(!QFileInfo::exists(m_fixture->fallbackStore() + u"/Packs"_s));
+        QVERIFY(m_fixture->stagingFolders().isEmpty());
+    }
+
+    // A Cancel at any moment of an update (proving installed files, downloading, just before
+    // publishing) ends it with the cancelled error and the store exactly as it was; once
+    // publishing has begun the update completes instead.
+    void aCancelledUpdateLeavesTheStoreAsItWas() {
+        serveOctet();
+        // The changed asset answers late, so that the cancels fall on every part of the update.
+        m_website->faults().delayPath(octetPath(3, 2), 150);
+        const Manifest first = m_website->packManifest();
+        const Manifest update = octetUpdate(first);
+        QVERIFY(install(octet, first).value);
+        QElapsedTimer clock;
+        clock.start();
+        QVERIFY(install(octet, update).value);
+        const int span = int(clock.elapsed());
+        QVERIFY(install(octet, first).value);
+
+        const quint32 seed = 20240611;
+        qInfo("cancelling at random moments up to %d ms, seed %u", span, seed);
+        QRandomGenerator random(seed);
+        int cancelled = 0;
+        for (int round = 0; round < 20; ++round) {
+            const auto before = filesUnder(m_fixture->fallbackStore());
+            TransferControl control;
+            control.cancellation = std::make_shared<Cancellation>();
+            const int delay = random.bounded(span + 1);
+            QTimer::singleShot(delay, control.cancellation.get(), &Cancellation::cancel);
+            const auto outcome = install(octet, update, control);
+            QVERIFY(m_fixture->stagingFolders().isEmpty());
+            if (outcome.value) {
+                // Too late: publishing had begun. Back to version 1 for the next round.
+                QCOMPARE(installedVersions(), (QHash<QString, QString>{{octet, u"2"_s}}));
+                QVERIFY(install(octet, first).value);
+                continue;
+            }
+            QVERIFY2(outcome.error->isUrlError(LaunchError::cancelled),
+                     qPrintable(u"after %1 ms: %2"_s.arg(delay).arg(outcome.error->description())));
+            QCOMPARE(filesUnder(m_fixture->fallbackStore()), before);
+            ++cancelled;
+        }
+        qInfo("%d of 20 cancels came before publishing", cancelled);
+        QVERIFY(cancelled > 0);
+
+        QVERIFY(install(octet, update).value);
+        QCOMPARE(installedVersions(), (QHash<QString, QString>{{octet, u"2"_s}}));
+        QCOMPARE(
+            filesUnder(m_fixture->fallbackStore() + u"/Packs/octet/2"_s).value(u"o3.vdasset"_s),
+            octetBytes(3, 2));
     }
 };
 
