@@ -46,6 +46,11 @@ struct LaunchCollaborators {
     std::shared_ptr<QNetworkAccessManager> network;
     std::function<std::shared_ptr<WebsiteAccountProviding>(Launch::DemoScenario)>
         makeDemoAccountProvider;
+    // Fetches and verifies a newer Director in the background, so that its update closes it only
+    // for the exchange. Off where nothing may be fetched unasked (tests, previews).
+    bool preparesUpdatesInBackground = false;
+    // Whether the connection is known to cost by the byte: then nothing is fetched unasked.
+    std::function<bool()> isConnectionMetered;
 
     // The services of this build on the real machine, for the given configuration.
     static LaunchCollaborators production(const LaunchConfiguration& configuration);

@@ -12,6 +12,7 @@
 #include "store/LaunchCollaborators.h"
 
 #include <QNetworkAccessManager>
+#include <QNetworkInformation>
 #include <QSslConfiguration>
 
 namespace {
@@ -70,5 +71,13 @@ LaunchCollaborators LaunchCollaborators::production(const LaunchConfiguration& c
             network, collaborators.workspace, PlatformServices::makeArchiveExtractor(),
             PlatformServices::makeCodeSignature(configuration.codeSigningAnchors),
             PlatformServices::makeBundleReplacement()});
+    collaborators.preparesUpdatesInBackground = true;
+    collaborators.isConnectionMetered = [] {
+        const auto* information =
+            QNetworkInformation::loadBackendByFeatures(QNetworkInformation::Feature::Metered)
+                ? QNetworkInformation::instance()
+                : nullptr;
+        return information && information->isMetered();
+    };
     return collaborators;
 }

@@ -78,6 +78,51 @@ QCoro::Task<> UpdateFlow::checkDirectorRelease() {
     }
     app->lastChecked = m_store.now();
     m_store.replaceApp(*app);
+    followRelease(*app, release, decision);
+}
+
+// A prepared release the manifest no longer names goes; a newer one is fetched in the background.
+void UpdateFlow::followRelease(const InstalledApp& app,
+                               const std::optional<AvailableApplicationRelease>& release,
+                               ReleaseDecision decision) {
+    const auto updater = m_store.services().applicationUpdater;
+    if (!updater || !app.path || m_store.demoEnabled())
+        return;
+    if (m_prepared && (!release || m_prepared->release != *release)) {
+        setPrepared(std::nullopt);
+        m_store.runDetached(updater->discardPrepared(*app.path));
+    }
+    if (release && decision == ReleaseDecision::newer)
+        m_store.runDetached(prepareInBackground(app, *release));
+}
+
+QCoro::Task<> UpdateFlow::prepareInBackground(InstalledApp app,
+                                              AvailableApplicationRelease release) {
+    const LaunchCollaborators& services = m_store.services();
+    const auto updater = services.applicationUpdater;
+    if (!services.preparesUpdatesInBackground || !updater || m_updatingAppID || m_background ||
+        (m_prepared && m_prepared->release == release) || m_backgroundTried == release ||
+        (services.isConnectionMetered && services.isConnectionMetered()))
+        co_return;
+    m_backgroundTried = release;
+    auto* transfer = new Transfer(this);
+    m_background = transfer;
+    const ClearOnExit preparing(*this, [transfer](UpdateFlow&) { transfer->deleteLater(); });
+    const auto ticket = GenerationTicket::forMode(m_store);
+    const QUrl installed = *app.path;
+    const QStringList identifiers = m_store.configuration().director.bundleIdentifiers;
+    std::optional<PreparedRelease> prepared;
+    try {
+        prepared = co_await updater->preparedRelease(release, installed);
+        if (!prepared)
+            prepared = co_await updater->prepareUpdate(release, installed, identifiers,
+                                                       transfer->control());
+    } catch (const std::exception& error) {
+        // Said nowhere: Update Now tries again in the open and reports what fails.
+        qCInfo(lcStore) << "The release was not prepared in the background:" << error.what();
+    }
+    if (prepared && ticket.stillApplies())
+        setPrepared(prepared);
 }
 
 QString UpdateFlow::updateButtonTitle(const InstalledApp& app,
@@ -134,25 +179,19 @@ void UpdateFlow::confirmRunningUpdate() {
             tr("Vantor Director could not be updated: %1").arg(updaterMissingDescription()));
         return;
     }
-    setQueuedUpdateApplication(app);
-    setReopenAfterUpdateAppID(app->id);
+    // Director keeps running while its update downloads; it is closed once only the exchange
+    // remains.
+    m_closeAgreedAppID = app->id;
+    m_store.runDetached(installUpdate(*app));
+}
 
-    const QList<RunningApplication> copies = runningCopiesAt(*app);
-    bool allAsked = !copies.isEmpty();
+bool UpdateFlow::closeRunningCopies(const InstalledApp& app) {
+    const QList<RunningApplication> copies = runningCopiesAt(app);
     for (const RunningApplication& copy : copies) {
-        if (!m_store.services().workspace->terminate(copy)) {
-            allAsked = false;
-            break;
-        }
+        if (!m_store.services().workspace->terminate(copy))
+            return false;
     }
-    if (!allAsked) {
-        forgetPendingWork();
-        m_store.setMessage(tr("Vantor Director could not be closed automatically. Quit it "
-                              "normally, then try the update again."));
-        return;
-    }
-    // No time-out and no forced quit: the termination notification resumes the update.
-    m_store.setMessage(tr("Closing Vantor Director before installing the update…"));
+    return !copies.isEmpty();
 }
 
 QCoro::Task<> UpdateFlow::resumeQueuedUpdate() {
@@ -167,6 +206,7 @@ QCoro::Task<> UpdateFlow::resumeQueuedUpdate() {
 }
 
 void UpdateFlow::forgetPendingWork() {
+    m_closeAgreedAppID.reset();
     setReopenAfterUpdateAppID(std::nullopt);
     setQueuedUpdateApplication(std::nullopt);
 }
@@ -205,6 +245,7 @@ QCoro::Task<> UpdateFlow::installUpdate(InstalledApp app) {
     };
     const auto fail = [&](const QString& text) {
         setUpdatingAppID(std::nullopt);
+        m_closeAgreedAppID.reset();
         if (!m_store.demoEnabled())
             markApp(app.id, InstallationState::updateAvailable);
         m_store.setMessage(text);
@@ -243,7 +284,9 @@ QCoro::Task<> UpdateFlow::installUpdate(InstalledApp app) {
         transfer->deleteLater();
     });
     markApp(app.id, InstallationState::checking);
-    m_store.setMessage(tr("Downloading Vantor Director %1…").arg(release->version));
+    // The background preparation gives way to the one the user watches.
+    if (m_background)
+        m_background->cancel();
 
     const AvailableApplicationRelease chosenRelease = *release;
     const QUrl installed = *app.path;
@@ -254,14 +297,50 @@ QCoro::Task<> UpdateFlow::installUpdate(InstalledApp app) {
             guard->setCancellable(false);
     };
     bool cancelled = false;
+    bool installing = false;
     try {
-        co_await updater->installUpdate(chosenRelease, installed, identifiers, control);
+        std::optional<PreparedRelease> prepared;
+        if (m_prepared && m_prepared->release == chosenRelease)
+            prepared = m_prepared;
+        else
+            prepared = co_await updater->preparedRelease(chosenRelease, installed);
+        if (!prepared) {
+            m_store.setMessage(tr("Downloading Vantor Director %1…").arg(chosenRelease.version));
+            prepared =
+                co_await updater->prepareUpdate(chosenRelease, installed, identifiers, control);
+        }
+        setPrepared(prepared);
+
+        if (!runningCopiesAt(app).isEmpty()) {
+            // Only the exchange remains: now Director is closed, if the user agreed; the
+            // termination brings the update back here.
+            if (m_closeAgreedAppID != app.id) {
+                setRunningUpdatePromptAppID(app.id);
+            } else if (closeRunningCopies(app)) {
+                setQueuedUpdateApplication(app);
+                setReopenAfterUpdateAppID(app.id);
+                m_store.setMessage(tr("Closing Vantor Director before installing the update…"));
+            } else {
+                m_closeAgreedAppID.reset();
+                m_store.setMessage(tr("Vantor Director could not be closed automatically. Quit "
+                                      "it normally, then try the update again."));
+            }
+            co_return;
+        }
+        control.commit();
+        installing = true;
+        m_store.setMessage(tr("Installing Vantor Director %1…").arg(chosenRelease.version));
+        co_await updater->installPrepared(*prepared, installed, identifiers);
+        setPrepared(std::nullopt);
     } catch (const LaunchError& error) {
         cancelled = error.isUrlError(LaunchError::cancelled) && transfer->cancelRequested();
         failure = error.description();
     } catch (const std::exception& error) {
         failure = LaunchError::describe(error);
     }
+    // A failed exchange leaves nothing prepared: the updater has discarded what it refused.
+    if (failure && installing)
+        setPrepared(std::nullopt);
     // The outcome is the installed Director's, whatever start() did meanwhile: it is reported,
     // and a Director this flow closed is reopened. Only a mode switch (which forgets the reopen)
     // keeps it closed.
@@ -275,7 +354,9 @@ QCoro::Task<> UpdateFlow::installUpdate(InstalledApp app) {
         co_return;
     }
 
-    m_store.setMessage(tr("Vantor Director %1 was installed successfully.").arg(release->version));
+    m_closeAgreedAppID.reset();
+    m_store.setMessage(
+        tr("Vantor Director %1 was installed successfully.").arg(chosenRelease.version));
     try {
         co_await m_store.applicationFlows().refreshApplications();
     } catch (const std::exception& error) {
@@ -323,6 +404,10 @@ void UpdateFlow::setReopenAfterUpdateAppID(std::optional<QString> appID) {
 void UpdateFlow::setAvailableDirectorRelease(std::optional<AvailableApplicationRelease> release) {
     assignProperty(this, m_availableDirectorRelease, std::move(release),
                    &UpdateFlow::availableDirectorReleaseChanged);
+}
+
+void UpdateFlow::setPrepared(std::optional<PreparedRelease> prepared) {
+    assignProperty(this, m_prepared, std::move(prepared), &UpdateFlow::preparedReleaseChanged);
 }
 
 void UpdateFlow::setTransfer(Transfer* transfer) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "applications/ApplicationUpdating.h"
 #include "foundation/AvailableApplicationRelease.h"
 #include "foundation/InstalledApp.h"
 #include "platform/Workspace.h"
@@ -13,8 +14,9 @@
 class LaunchStore;
 #include "store/Transfer.h"
 
-// Director's updates: the release check and its decision, the prompt when Director runs, the
-// download and installation with its progress and Cancel, and reopening a Director it closed.
+// Director's updates: the release check and its decision, the release prepared in the background
+// while Director runs, the prompt, the download with its progress and Cancel, and the exchange,
+// for which alone a running Director is closed and then reopened.
 class UpdateFlow : public QObject {
     Q_OBJECT
     Q_PROPERTY(QString runningUpdatePromptAppID READ runningUpdatePromptAppIDForView NOTIFY
@@ -28,6 +30,8 @@ class UpdateFlow : public QObject {
                    queuedUpdateApplicationChanged)
     // The running update's download; null when none runs.
     Q_PROPERTY(Transfer* transfer READ transfer NOTIFY transferChanged)
+    // A newer release downloaded and verified beside Director, waiting for Update Now.
+    Q_PROPERTY(bool hasPreparedRelease READ hasPreparedRelease NOTIFY preparedReleaseChanged)
 
 public:
     explicit UpdateFlow(LaunchStore& store);
@@ -46,6 +50,8 @@ public:
         return m_availableDirectorRelease;
     }
     Transfer* transfer() const { return m_transfer; }
+    const std::optional<PreparedRelease>& preparedRelease() const { return m_prepared; }
+    bool hasPreparedRelease() const { return m_prepared.has_value(); }
 
     QCoro::Task<> checkDirectorRelease();
     enum class ReleaseDecision { newer, notNewer, undetermined };
@@ -73,6 +79,7 @@ Q_SIGNALS:
     void availableDirectorReleaseChanged();
     void queuedUpdateApplicationChanged();
     void transferChanged();
+    void preparedReleaseChanged();
 
 private:
     void setRunningUpdatePromptAppID(std::optional<QString> appID);
@@ -84,6 +91,13 @@ private:
     void markApp(const QString& appID, Launch::InstallationState state);
     QList<RunningApplication> runningCopiesAt(const InstalledApp& app) const;
     QCoro::Task<std::optional<AvailableApplicationRelease>> releaseForUpdate();
+    QCoro::Task<> prepareInBackground(InstalledApp app, AvailableApplicationRelease release);
+    void followRelease(const InstalledApp& app,
+                       const std::optional<AvailableApplicationRelease>& release,
+                       ReleaseDecision decision);
+    void setPrepared(std::optional<PreparedRelease> prepared);
+    // Asks every running copy at the app's path to quit; false when one could not be asked.
+    bool closeRunningCopies(const InstalledApp& app);
     static QString updaterMissingDescription();
 
     QString runningUpdatePromptAppIDForView() const {
@@ -103,4 +117,11 @@ private:
     std::optional<QString> m_reopenAfterUpdateAppID;
     std::optional<AvailableApplicationRelease> m_availableDirectorRelease;
     QPointer<Transfer> m_transfer;
+    std::optional<PreparedRelease> m_prepared;
+    // The background preparation that runs, and the release it was last tried for: one try per
+    // release and run, so that a failing or costly connection is never retried in a loop.
+    QPointer<Transfer> m_background;
+    std::optional<AvailableApplicationRelease> m_backgroundTried;
+    // The user agreed to close this Director for its update.
+    std::optional<QString> m_closeAgreedAppID;
 };

@@ -145,8 +145,11 @@ class EndToEndTest : public QObject {
 
     // The production services, with this build's launcher registered for the callback scheme:
     // the test's own executable is not one.
-    LaunchCollaborators production() const {
+    // Without the background preparation unless asked, so that a fault set later still meets
+    // the update's own download.
+    LaunchCollaborators production(bool prepareInBackground = false) const {
         LaunchCollaborators collaborators = LaunchCollaborators::production(m_configuration);
+        collaborators.preparesUpdatesInBackground = prepareInBackground;
         collaborators.browserSignIn = m_browser->signInWindow(QStringLiteral(LAUNCHER_EXECUTABLE));
         collaborators.productionAccountProvider =
             std::make_shared<ProductionWebsiteAccountProvider>(
@@ -166,8 +169,8 @@ class EndToEndTest : public QObject {
         return m_browser->stopWatching();
     }
 
-    bool startStore() {
-        m_store = std::make_unique<LaunchStore>(production());
+    bool startStore(bool prepareInBackground = false) {
+        m_store = std::make_unique<LaunchStore>(production(prepareInBackground));
         m_store->applicationFlows().setFollowsWorkspace(true);
         return finished(m_store->start());
     }
@@ -204,8 +207,9 @@ class EndToEndTest : public QObject {
         m_store->updateFlow().updateApplication(director());
         if (m_store->updateFlow().runningUpdatePromptAppID() != director().id)
             return false;
+        // Director runs on while its update downloads; it is closed for the exchange only.
         m_store->updateFlow().confirmRunningUpdate();
-        return message() == u"Closing Vantor Director before installing the update…"_s;
+        return true;
     }
 
 private Q_SLOTS:
@@ -266,7 +270,7 @@ private Q_SLOTS:
     void wholeRun() {
         writeDirector(path(u"home/Applications"_s), u"2.4.1"_s, u"2410"_s);
         QVERIFY(startDirector());
-        QVERIFY(startStore());
+        QVERIFY(startStore(true));
         QCOMPARE(director().path, std::optional(QUrl::fromLocalFile(installed())));
         QCOMPARE(director().installedVersion, std::optional(u"2.4.1"_s));
         QVERIFY(m_store->updateFlow().availableDirectorRelease());
@@ -274,7 +278,12 @@ private Q_SLOTS:
         QVERIFY(m_store->packFlows().hasLoadedPublicCatalogue());
         QCOMPARE(m_store->accountFlows().syncState().kind, SyncKind::signedOut);
 
-        // The update closes the running Director politely, installs 2.5.0 and reopens it.
+        // 2.5.0 is fetched and verified in the background while Director runs; the update then
+        // fetches nothing, closes Director politely, installs 2.5.0 and reopens it.
+        QTRY_VERIFY_WITH_TIMEOUT(m_store->updateFlow().hasPreparedRelease(), 30000);
+        QCOMPARE(m_server->requestCount(archivePath), 1);
+        QCOMPARE(readBundleMetadata(QUrl::fromLocalFile(installed()))->version,
+                 std::optional(u"2.4.1"_s));
         const qsizetype launched = launches();
         QVERIFY(confirmUpdate());
         QTRY_COMPARE_WITH_TIMEOUT(message(), u"Vantor Director 2.5.0 was installed successfully."_s,
@@ -286,6 +295,7 @@ private Q_SLOTS:
                  std::optional(u"2.5.0"_s));
         QTRY_COMPARE_WITH_TIMEOUT(launches(), launched + 1, 10000);
         QTRY_VERIFY_WITH_TIMEOUT(director().isRunning, 10000);
+        QCOMPARE(m_server->requestCount(archivePath), 1);
         QCOMPARE(leftovers(), QStringList());
 
         // Sign-in: the desktop runs the entry's Exec line for the callback, whose program hands
@@ -411,9 +421,10 @@ private Q_SLOTS:
         if (flow == u"update"_s) {
             QVERIFY(confirmUpdate());
             QTRY_COMPARE_WITH_TIMEOUT(message(), expected, 30000);
-            // Reopened: the same 2.4.1 runs again, and the update is still on offer.
-            QTRY_COMPARE_WITH_TIMEOUT(launches(), launched + 1, 10000);
-            QTRY_VERIFY_WITH_TIMEOUT(director().isRunning, 10000);
+            // The download failed before Director had to close: 2.4.1 runs on, and the update
+            // is still on offer.
+            QCOMPARE(launches(), launched);
+            QVERIFY(director().isRunning);
             QTRY_COMPARE_WITH_TIMEOUT(director().state, InstallationState::updateAvailable, 10000);
             QVERIFY(!m_store->updateFlow().updatingAppID());
         } else if (flow == u"check"_s) {

@@ -275,6 +275,7 @@ private Q_SLOTS:
         director.isRunning = true;
         fixture.answerStartUp({director, fixture.creator()}, {}, customer);
         fixture.workspace->running = {{4242, director.bundleIdentifier, *director.path}};
+        fixture.releaseChecker->latest.answerWith(makeRelease(u"2.5.0"_s));
         store->setDemoEnabled(false);
         QVERIFY(finishes(store->start()));
         QCOMPARE(provider.count(), 2);
@@ -283,7 +284,7 @@ private Q_SLOTS:
 
         store->updateFlow().updateApplication(store->apps()[0]);
         store->updateFlow().confirmRunningUpdate();
-        QCOMPARE(queued.count(), 1);
+        QTRY_COMPARE(queued.count(), 1);
         QCOMPARE(store->updateFlow().queuedUpdateApplication()->id, director.id);
     }
 

@@ -178,10 +178,10 @@ private Q_SLOTS:
         auto store = fixture.makeStore();
         const InstalledApp director = fixture.director(u"2.4.1"_s);
         QVERIFY(refresh(fixture, *store, director, makeRelease(u"2.5.0"_s)));
-        fixture.updater->install.holdCalls();
+        fixture.updater->prepare.holdCalls();
 
         store->updateFlow().updateApplication(store->apps()[0]);
-        QCOMPARE(fixture.updater->install.pendingCount(), 1);
+        QCOMPARE(fixture.updater->prepare.pendingCount(), 1);
         QCOMPARE(fixture.updater->releases, QList{makeRelease(u"2.5.0"_s)});
         QCOMPARE(store->message(), u"Downloading Vantor Director 2.5.0…"_s);
         QCOMPARE(store->updateFlow().updatingAppID(), director.id);
@@ -189,11 +189,12 @@ private Q_SLOTS:
 
         // A second press while the update runs is ignored without a word.
         store->updateFlow().updateApplication(store->apps()[0]);
-        QCOMPARE(fixture.updater->install.callCount(), 1);
+        QCOMPARE(fixture.updater->prepare.callCount(), 1);
 
         fixture.discovery->discover.answerWith(
             QList<InstalledApp>{fixture.director(u"2.5.0"_s), fixture.creator()});
-        fixture.updater->install.complete({});
+        fixture.updater->install.answerWith(Done{});
+        fixture.updater->prepare.complete({});
         QTRY_VERIFY_WITH_TIMEOUT(!store->updateFlow().updatingAppID(), 5000);
         QCOMPARE(store->message(), u"Vantor Director 2.5.0 was installed successfully."_s);
         QCOMPARE(store->apps()[0].installedVersion, u"2.5.0"_s);
@@ -208,7 +209,7 @@ private Q_SLOTS:
         StoreFixture fixture;
         auto store = fixture.makeStore();
         QVERIFY(refresh(fixture, *store, fixture.director(u"2.4.1"_s), makeRelease(u"2.5.0"_s)));
-        fixture.updater->install.holdCalls();
+        fixture.updater->prepare.holdCalls();
         store->updateFlow().updateApplication(store->apps()[0]);
         Transfer* transfer = store->updateFlow().transfer();
         QVERIFY(transfer && transfer->cancellable());
@@ -221,7 +222,7 @@ private Q_SLOTS:
         store->updateFlow().cancelUpdate();
         QVERIFY(fixture.updater->control.isCancelled());
 
-        fixture.updater->install.fail(LaunchError::url(LaunchError::cancelled));
+        fixture.updater->prepare.fail(LaunchError::url(LaunchError::cancelled));
         QTRY_VERIFY_WITH_TIMEOUT(!store->updateFlow().updatingAppID(), 5000);
         QVERIFY(!store->updateFlow().transfer());
         QCOMPARE(

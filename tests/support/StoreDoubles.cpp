@@ -4,22 +4,24 @@
 
 using namespace Qt::StringLiterals;
 
-QCoro::Task<> ScriptedUpdater::installUpdate(AvailableApplicationRelease release, QUrl, QStringList,
-                                             TransferControl latest) {
-    releases.append(release);
-    control = std::move(latest);
-    co_await install.call();
+QCoro::Task<> ScriptedUpdater::installUpdate(AvailableApplicationRelease release, QUrl bundle,
+                                             QStringList identifiers, TransferControl latest) {
+    const PreparedRelease prepared =
+        co_await prepareUpdate(std::move(release), bundle, identifiers, std::move(latest));
+    co_await installPrepared(prepared, bundle, identifiers);
 }
 
-QCoro::Task<PreparedRelease> ScriptedUpdater::prepareUpdate(AvailableApplicationRelease, QUrl,
-                                                            QStringList, TransferControl) {
-    throw LaunchError::file(u"not scripted"_s);
-    co_return PreparedRelease{};
+QCoro::Task<PreparedRelease> ScriptedUpdater::prepareUpdate(AvailableApplicationRelease release,
+                                                            QUrl bundle, QStringList,
+                                                            TransferControl latest) {
+    releases.append(release);
+    control = std::move(latest);
+    co_await prepare.call();
+    co_return PreparedRelease{release, bundle};
 }
 
 QCoro::Task<> ScriptedUpdater::installPrepared(PreparedRelease, QUrl, QStringList) {
-    throw LaunchError::file(u"not scripted"_s);
-    co_return;
+    co_await install.call();
 }
 
 QCoro::Task<> ScriptedInstaller::install(QString, LaunchContentPackManifest,

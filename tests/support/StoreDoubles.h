@@ -25,21 +25,28 @@ public:
 
 class ScriptedUpdater : public ApplicationUpdating {
 public:
-    ScriptedCalls<Done> install{"installUpdate"};
+    ScriptedUpdater() { prepare.answerWith(Done{}); }
+    // Preparing answers at once unless the test holds it; the exchange is the test's to script.
+    ScriptedCalls<Done> prepare{"prepareUpdate"};
+    ScriptedCalls<Done> install{"installPrepared"};
+    // The releases prepared, in order, and what was discarded.
     QList<AvailableApplicationRelease> releases;
-    // The control of the latest update, for the test to drive.
+    int discards = 0;
+    // The control of the latest preparation, for the test to drive.
     TransferControl control;
-    QCoro::Task<> installUpdate(AvailableApplicationRelease release, QUrl, QStringList,
+    QCoro::Task<> installUpdate(AvailableApplicationRelease release, QUrl bundle, QStringList,
                                 TransferControl control) override;
-    // The two steps are not scripted: preparing fails, and nothing is ever prepared.
-    QCoro::Task<PreparedRelease> prepareUpdate(AvailableApplicationRelease, QUrl, QStringList,
-                                               TransferControl) override;
+    QCoro::Task<PreparedRelease> prepareUpdate(AvailableApplicationRelease release, QUrl bundle,
+                                               QStringList, TransferControl control) override;
     QCoro::Task<std::optional<PreparedRelease>> preparedRelease(AvailableApplicationRelease,
                                                                 QUrl) override {
         co_return std::nullopt;
     }
     QCoro::Task<> installPrepared(PreparedRelease, QUrl, QStringList) override;
-    QCoro::Task<> discardPrepared(QUrl) override { co_return; }
+    QCoro::Task<> discardPrepared(QUrl) override {
+        ++discards;
+        co_return;
+    }
 };
 
 class ScriptedCatalogue : public CatalogueProviding {
