@@ -29,6 +29,10 @@ Q_LOGGING_CATEGORY(lcUpdater, "vantor.applications.updater")
 // hash runs beside it: neither may take a thread of the global pool, whose few threads write the
 // download itself.
 Q_GLOBAL_STATIC(QThreadPool, longWork)
+// Replaced bundles are deleted here once the new one is in place, so that the application can be
+// reopened without waiting for it. The pool is waited for when the process ends; a kill leaves
+// the work folder, which the next replacement (or start-up) removes.
+Q_GLOBAL_STATIC(QThreadPool, backupRemoval)
 
 namespace {
 
@@ -42,10 +46,14 @@ bool isVerified(const QStringList& bundleIdentifiers, const std::optional<QStrin
     return identifier && bundleIdentifiers.contains(*identifier, Qt::CaseSensitive);
 }
 
-// Any running copy of the product blocks the update, wherever it runs from.
-void refuseWhileRunning(const Workspace& workspace, const QStringList& bundleIdentifiers) {
+// Any running copy of the product blocks the update, wherever it runs from. /proc is read on a
+// worker: a busy machine makes that slow enough to stall the interface.
+QCoro::Task<> refuseWhileRunning(std::shared_ptr<Workspace> workspace,
+                                 QStringList bundleIdentifiers) {
     for (const QString& identifier : bundleIdentifiers) {
-        if (!workspace.runningApplications(identifier).isEmpty())
+        const QList<RunningApplication> running =
+            co_await workspace->findRunningApplications(identifier);
+        if (!running.isEmpty())
             throw makeLaunchError(Error::applicationRunning);
     }
 }
@@ -302,6 +310,8 @@ ProductionApplicationUpdater::ProductionApplicationUpdater(Services services,
     , m_limits(limits) {}
 
 void ProductionApplicationUpdater::removeLeftovers(const QString& folder) {
+    // Not beside a removal of the same folders still under way.
+    waitForBackupRemoval();
     WorkFolder::removeLeftovers(folder);
     if (existsHere(stagingFolderIn(folder)) && !readStaged(folder)) {
         qCInfo(lcUpdater) << "Removing a release whose preparation was cut short in" << folder;
@@ -460,7 +470,7 @@ QCoro::Task<> ProductionApplicationUpdater::installPrepared(PreparedRelease prep
     const Services services = m_services;
     const QString installed = installedBundle.toLocalFile();
     const QString parent = QFileInfo(installed).absolutePath();
-    refuseWhileRunning(*services.workspace, bundleIdentifiers);
+    co_await refuseWhileRunning(services.workspace, bundleIdentifiers);
 
     const QString backupName = u"Vantor Director Backup-"_s + newUuidText() + u".app"_s;
     const auto replace = [replacement = services.replacement, installed, parent, prepared,
@@ -489,12 +499,17 @@ QCoro::Task<> ProductionApplicationUpdater::installPrepared(PreparedRelease prep
             throw;
         }
         removeStaging(parent);
-        // The backup has served its purpose once the exchange is done.
-        QDir(workFolder).removeRecursively();
-        return true;
+        return workFolder;
     };
-    co_await Worker::run(replace);
+    const QString workFolder = co_await Worker::run(replace);
     qCInfo(lcUpdater) << "Installed version" << prepared.release.version << "at" << installed;
+    // The backup has served its purpose once the exchange is on disk; the caller need not wait
+    // for hundreds of megabytes to be deleted before it reopens the application.
+    backupRemoval()->start([workFolder] { QDir(workFolder).removeRecursively(); });
+}
+
+void ProductionApplicationUpdater::waitForBackupRemoval() {
+    backupRemoval()->waitForDone();
 }
 
 QCoro::Task<> ProductionApplicationUpdater::discardPrepared(QUrl installedBundle) {
@@ -511,10 +526,10 @@ QCoro::Task<> ProductionApplicationUpdater::installUpdate(AvailableApplicationRe
                                                           QStringList bundleIdentifiers,
                                                           TransferControl control) {
     secureDownloadOf(release);
-    // Nothing is downloaded for an update that could not be installed now.
-    refuseWhileRunning(*m_services.workspace, bundleIdentifiers);
     // A copy: the store may let go of this updater while a step is awaited.
     const auto self = std::make_shared<ProductionApplicationUpdater>(m_services, m_limits);
+    // Nothing is downloaded for an update that could not be installed now.
+    co_await refuseWhileRunning(self->m_services.workspace, bundleIdentifiers);
     std::optional<PreparedRelease> prepared =
         co_await self->preparedRelease(release, installedBundle);
     if (!prepared) {

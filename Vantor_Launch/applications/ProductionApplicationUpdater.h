@@ -55,6 +55,11 @@ public:
     // without a whole prepared release. A verified release stays. Blocks: call it from a worker.
     static void removeLeftovers(const QString& folder);
 
+    // installPrepared() returns once the new bundle is in place, and the replaced one is deleted
+    // after it; this blocks until every such deletion has ended (for tests, and before the next
+    // sweep of the same folders).
+    static void waitForBackupRemoval();
+
 private:
     Services m_services;
     StreamingDownload::Limits m_limits;

@@ -16,11 +16,14 @@ public:
     virtual ~BundleReplacement() = default;
 
     // Moves (or, from another file system, copies) replacement into a new work folder beside
-    // installed, then puts it in installed's place. The replaced bundle ends in that work folder
-    // under backupName (which must not be installed's own name); the returned path is the work
-    // folder, for the caller to delete. A replacement interrupted earlier in the same folder is
-    // finished or taken back first, and what it left is removed. Throws LaunchError when it
-    // fails, leaving installed as it was. Blocks: call it from a worker.
+    // installed, then puts it in installed's place. A replacement that can be moved must have its
+    // files' contents on disk already (flushed when it was written): only the names are flushed
+    // here, so that the exchange does not wait on everything else the disk has to write. The
+    // replaced bundle ends in that work folder under backupName (which must not be installed's own
+    // name); the returned path is the work folder, for the caller to delete. A replacement
+    // interrupted earlier in the same folder is finished or taken back first, and what it left is
+    // removed. Throws LaunchError when it fails, leaving installed as it was. Blocks: call it from
+    // a worker.
     virtual QString replace(const QString& installed, const QString& replacement,
                             const QString& backupName) = 0;
 };

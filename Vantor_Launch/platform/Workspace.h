@@ -30,6 +30,11 @@ public:
     virtual std::optional<QUrl> urlForApplication(const QString& bundleIdentifier) const = 0;
     virtual QList<RunningApplication>
     runningApplications(const QString& bundleIdentifier) const = 0;
+    // The same answer, without blocking the caller's thread where finding it reads /proc.
+    virtual QCoro::Task<QList<RunningApplication>>
+    findRunningApplications(QString bundleIdentifier) const {
+        co_return runningApplications(bundleIdentifier);
+    }
     // A polite request to quit; false when it could not be sent.
     virtual bool terminate(const RunningApplication& application) = 0;
     // Fire and forget: the launch notification reports the outcome.

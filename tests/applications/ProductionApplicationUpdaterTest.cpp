@@ -23,10 +23,12 @@ namespace {
 
 TaskOutcome<bool> install(UpdateFixture& fixture, const AvailableApplicationRelease& release) {
     const auto updater = fixture.makeUpdater();
-    return outcomeOf(
+    auto outcome = outcomeOf(
         updater->installUpdate(release, fixture.installed,
                                UpdateFixture::configuration().director.bundleIdentifiers, {}),
         60000);
+    ProductionApplicationUpdater::waitForBackupRemoval();
+    return outcome;
 }
 
 Scenario publishing(std::function<void(UpdateFixture&, ZipWriter&)> contents,
@@ -73,8 +75,10 @@ TaskOutcome<PreparedRelease> prepare(UpdateFixture& fixture,
 }
 
 TaskOutcome<bool> installPrepared(UpdateFixture& fixture, const PreparedRelease& prepared) {
-    return outcomeOf(
+    auto outcome = outcomeOf(
         fixture.makeUpdater()->installPrepared(prepared, fixture.installed, identifiers()), 60000);
+    ProductionApplicationUpdater::waitForBackupRemoval();
+    return outcome;
 }
 
 // What a prepared release looks like to a launcher that starts anew.

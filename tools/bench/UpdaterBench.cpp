@@ -230,6 +230,8 @@ rm -rf "$T"
             QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
         ticker.stop();
         ours.append(timer.nsecsElapsed() / 1e9);
+        // The replaced copy is deleted after the update returns: not during the shell's turn.
+        ProductionApplicationUpdater::waitForBackupRemoval();
         ourPeak = std::max(ourPeak, BenchBundles::peakResidentMegabytes());
         if (failed)
             return 1;
@@ -306,6 +308,7 @@ rm -rf "$T"
             !waitUntil([&] { return !runningCopies().isEmpty(); }))
             return 1;
         downtime.append(timer.nsecsElapsed() / 1e9);
+        ProductionApplicationUpdater::waitForBackupRemoval();
         for (const RunningApplication& copy : runningCopies())
             workspace->terminate(copy);
         waitUntil([&] { return runningCopies().isEmpty(); });

@@ -14,6 +14,7 @@
 #include <QHash>
 #include <QLoggingCategory>
 #include <QMetaMethod>
+#include <QPointer>
 #include <QProcess>
 #include <algorithm>
 #include <cerrno>
@@ -73,6 +74,20 @@ std::optional<QUrl> LinuxWorkspace::urlForApplication(const QString&) const {
 QList<RunningApplication>
 LinuxWorkspace::runningApplications(const QString& bundleIdentifier) const {
     m_watch->refresh();
+    return runningAsLastSeen(bundleIdentifier);
+}
+
+QCoro::Task<QList<RunningApplication>>
+LinuxWorkspace::findRunningApplications(QString bundleIdentifier) const {
+    const QPointer<const LinuxWorkspace> self(this);
+    QCoro::Task<> refreshing = m_watch->refreshOffThread();
+    co_await refreshing;
+    if (!self)
+        co_return {};
+    co_return self->runningAsLastSeen(bundleIdentifier);
+}
+
+QList<RunningApplication> LinuxWorkspace::runningAsLastSeen(const QString& bundleIdentifier) const {
     const QList<BundleProcess> processes = m_watch->bundleProcesses();
     QList<RunningApplication> running;
     QHash<qint64, KnownProcess> stillRunning;

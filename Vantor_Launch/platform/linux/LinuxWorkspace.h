@@ -22,6 +22,8 @@ public:
 
     std::optional<QUrl> urlForApplication(const QString& bundleIdentifier) const override;
     QList<RunningApplication> runningApplications(const QString& bundleIdentifier) const override;
+    QCoro::Task<QList<RunningApplication>>
+    findRunningApplications(QString bundleIdentifier) const override;
     bool terminate(const RunningApplication& application) override;
     void openApplication(const QUrl& bundle) override;
     QCoro::Task<> openURL(QUrl url, QUrl application, OpenOptions options) override;
@@ -36,6 +38,8 @@ private:
     // Whether some process runs from this very bundle, however the path to it is spelt.
     bool isRunning(const QUrl& bundle) const;
     std::optional<QString> identifierOf(qint64 processId, const QString& bundlePath) const;
+    // The answer from the process table as last looked at.
+    QList<RunningApplication> runningAsLastSeen(const QString& bundleIdentifier) const;
 
     // The bundle identifier of each bundle process, read from its Info.plist once per process
     // instead of at every question (discovery asks several in a row).

@@ -2,6 +2,7 @@
 
 #include "platform/linux/Pidfd.h"
 
+#include <QCoroFuture>
 #include <QFuture>
 #include <QPointer>
 #include <QSocketNotifier>
@@ -43,6 +44,24 @@ void ProcessWatch::stop() {
 void ProcessWatch::refresh() {
     const qint64 now = m_clock.elapsed();
     apply(now, read(wanted(now)));
+}
+
+QCoro::Task<> ProcessWatch::refreshOffThread() {
+    QPointer<ProcessWatch> self(this);
+    for (;;) {
+        const qint64 now = m_clock.elapsed();
+        const quint64 reading = m_readings;
+        QFuture<Reading> found = QtConcurrent::run(&ProcessWatch::read, wanted(now));
+        const Reading result = co_await found;
+        if (!self)
+            co_return;
+        // Another look applied meanwhile may be newer than this one, or older than the question:
+        // look again from what it left.
+        if (self->m_readings == reading) {
+            self->apply(now, result);
+            co_return;
+        }
+    }
 }
 
 void ProcessWatch::poll() {

@@ -2,6 +2,7 @@
 
 #include "platform/linux/ProcessTable.h"
 
+#include <QCoroTask>
 #include <QElapsedTimer>
 #include <QObject>
 #include <QTimer>
@@ -34,6 +35,8 @@ public:
     // Brings the table up to date now, reporting what changed since the last look. The timer's
     // polls read /proc on a worker instead and apply what they found on this thread.
     void refresh();
+    // The same, reading /proc on a worker: for callers on a thread that must not block.
+    QCoro::Task<> refreshOffThread();
     // The bundle processes as of the last look.
     QList<BundleProcess> bundleProcesses() const;
 

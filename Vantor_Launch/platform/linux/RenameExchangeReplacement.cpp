@@ -39,9 +39,9 @@ void copyTree(const QString& from, const QString& to) {
         fail(u"The update could not be copied beside the installed application"_s, error.value());
 }
 
-// Puts the staged bundle's contents and names on disk before it takes the installed bundle's
-// place, so that even a power cut right after the exchange leaves a whole bundle there. One
-// flush of the file system: a flush per file costs a journal commit each.
+// Puts a copied bundle's contents and names on disk before it takes the installed bundle's place,
+// so that even a power cut right after the exchange leaves a whole bundle there. One flush of the
+// file system: a flush per file costs a journal commit each.
 void flushTree(const QString& root) {
     const int descriptor =
         ::open(QFile::encodeName(root).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
@@ -281,12 +281,14 @@ QString RenameExchangeReplacement::replace(const QString& installed, const QStri
         fail(u"The update could not be staged beside %1"_s.arg(installed), errno);
     const QString staged = QDir(workFolder).filePath(installedInfo.fileName());
     try {
+        // Moved, its contents are on disk already (the caller's promise): only the folders whose
+        // entries change are flushed, not the whole file system with everyone else's writes.
         if (!renamePath(replacement, staged)) {
             if (errno != EXDEV)
                 fail(u"The update could not be staged beside %1"_s.arg(installed), errno);
             copyTree(replacement, staged);
+            flushTree(staged);
         }
-        flushTree(staged);
         FileSafety::flushFolder(workFolder);
         checkpoint(Step::staged);
 
