@@ -8,12 +8,15 @@ namespace {
 // Decimal units, with one decimal only below ten ("1.5 MB", "24 MB"): more digits only flicker
 // at a few redraws a second.
 QString sizeText(double bytes, const QLocale& locale) {
-    const double magnitude = std::max(1.0, std::abs(bytes));
-    const int power = std::min(6, int(std::floor(std::log10(magnitude) / 3)));
-    const double scaled = magnitude / std::pow(1000.0, power);
+    const qint64 shown = std::llround(std::max(0.0, bytes));
+    const int power = shown > 0 ? std::min(6, int(std::floor(std::log10(double(shown)) / 3))) : 0;
+    const double scaled = double(shown) / std::pow(1000.0, power);
     const int precision = power > 0 && std::round(scaled * 10) < 100 ? 1 : 0;
-    return locale.formattedDataSize(qint64(std::llround(bytes)), precision,
-                                    QLocale::DataSizeSIFormat);
+    // 999,999 bytes would round to "1,000 kB": written as the next unit instead.
+    if (power > 0 && power < 6 && std::round(scaled) >= 1000)
+        return locale.formattedDataSize(qint64(std::pow(1000.0, power + 1)), 1,
+                                        QLocale::DataSizeSIFormat);
+    return locale.formattedDataSize(shown, precision, QLocale::DataSizeSIFormat);
 }
 
 QString percentText(double fraction, const QLocale& locale) {
