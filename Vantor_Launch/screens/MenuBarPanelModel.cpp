@@ -26,8 +26,8 @@ void MenuBarPanelModel::setStore(LaunchStore* store) {
             m_connections.append(connect(store, signal, this, &MenuBarPanelModel::noteTransfers));
         m_connections.append(connect(&store->updateFlow(), &UpdateFlow::transferChanged, this,
                                      &MenuBarPanelModel::followTransfers));
-        m_connections.append(connect(&store->updateFlow(), &UpdateFlow::updatingAppIDChanged,
-                                     this, &MenuBarPanelModel::noteTransfers));
+        m_connections.append(connect(&store->updateFlow(), &UpdateFlow::updatingAppIDChanged, this,
+                                     &MenuBarPanelModel::noteTransfers));
         m_connections.append(connect(&store->packFlows(), &PackFlows::transfersChanged, this,
                                      &MenuBarPanelModel::followTransfers));
     }

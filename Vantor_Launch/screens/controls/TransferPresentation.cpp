@@ -60,10 +60,12 @@ QString TransferPresentation::timeLeftFor(int seconds, const QLocale& locale) {
     }
     const int hours = minutes / 60;
     const int rest = minutes % 60;
-    const QString hoursText = hours == 1 ? tr("1 hour") : tr("%1 hours").arg(locale.toString(hours));
+    const QString hoursText =
+        hours == 1 ? tr("1 hour") : tr("%1 hours").arg(locale.toString(hours));
     if (rest == 0)
         return tr("about %1 left").arg(hoursText);
-    const QString restText = rest == 1 ? tr("1 minute") : tr("%1 minutes").arg(locale.toString(rest));
+    const QString restText =
+        rest == 1 ? tr("1 minute") : tr("%1 minutes").arg(locale.toString(rest));
     return tr("about %1 and %2 left").arg(hoursText, restText);
 }
 

@@ -60,12 +60,15 @@ private Q_SLOTS:
                                  << u"120 MB of 300 MB — 24 MB/s — about 8 seconds left"_s;
         QTest::newRow("small and slow") << 1'500'000LL << 3'000'000LL << 9'960.0 << 151
                                         << u"1.5 MB of 3.0 MB — 10 kB/s — about 3 minutes left"_s;
-        QTest::newRow("long") << 0LL << 9'000'000'000LL << 1e6 << 9000
-                              << u"0 bytes of 9.0 GB — 1.0 MB/s — about 2 hours and 30 minutes left"_s;
-        QTest::newRow("speed not yet known") << 4'000LL << 2'000'000LL << 0.0 << -1
-                                             << u"4.0 kB of 2.0 MB — Calculating…"_s;
-        QTest::newRow("size unknown") << 25'000'000LL << -1LL << 5e6 << -1
-                                      << u"25 MB received — 5.0 MB/s"_s;
+        QTest::newRow("long")
+            << 0LL << 9'000'000'000LL << 1e6 << 9000
+            << u"0 bytes of 9.0 GB — 1.0 MB/s — about 2 hours and 30 minutes left"_s;
+        QTest::newRow("speed not yet known")
+            << 4'000LL << 2'000'000LL << 0.0 << -1 << u"4.0 kB of 2.0 MB — Calculating…"_s;
+        QTest::newRow("size unknown")
+            << 25'000'000LL << -1LL << 5e6 << -1 << u"25 MB received — 5.0 MB/s"_s;
+        QTest::newRow("rounds into the next unit")
+            << 999'999LL << 5'000'000LL << 0.0 << -1 << u"1.0 MB of 5.0 MB — Calculating…"_s;
         QTest::newRow("nothing yet") << 0LL << -1LL << 0.0 << -1 << u"Calculating…"_s;
     }
 
