@@ -5,7 +5,7 @@ import Vantor.Launch
 import Vantor.Launch.Controls
 
 // The tray menu, shown while "showsMenuBarItem" is on: the launcher's sections, the update
-// status, the two applications, the launcher's own update check and quitting.
+// status and the running transfers, the two applications, the launcher's own update check and quitting.
 Platform.SystemTrayIcon {
     id: root
 
@@ -27,6 +27,8 @@ Platform.SystemTrayIcon {
     }
 
     menu: Platform.Menu {
+        id: trayMenu
+
         Platform.MenuItem {
             text: qsTr("Open Vantor Launcher")
             onTriggered: root.showLauncherRequested(Sections.overview)
@@ -41,6 +43,18 @@ Platform.SystemTrayIcon {
             text: root.panel.updatesText
             visible: root.panel.hasUpdates
             onTriggered: root.showLauncherRequested(Sections.overview)
+        }
+        // After "Open Vantor Launcher", its separator and the two update lines.
+        Instantiator {
+            model: root.panel.transferCount
+            delegate: Platform.MenuItem {
+                required property int index
+
+                text: root.panel.transferLines[index] ?? ""
+                enabled: false
+            }
+            onObjectAdded: (index, item) => trayMenu.insertItem(4 + index, item)
+            onObjectRemoved: (index, item) => trayMenu.removeItem(item)
         }
         Platform.MenuSeparator {}
         Platform.MenuItem {

@@ -1,5 +1,9 @@
 #include "MenuBarPanelModel.h"
 
+#include "TransferPresentation.h"
+#include "store/PackFlows.h"
+#include "store/UpdateFlow.h"
+
 using namespace Qt::StringLiterals;
 
 MenuBarPanelModel::MenuBarPanelModel(QObject* parent)
@@ -17,9 +21,72 @@ void MenuBarPanelModel::setStore(LaunchStore* store) {
             connect(store, &LaunchStore::appsChanged, this, &MenuBarPanelModel::changed));
         m_connections.append(
             connect(store, &LaunchStore::updateCountChanged, this, &MenuBarPanelModel::changed));
+        // The lines name the application and the pack, so their renames count too.
+        for (const auto signal : {&LaunchStore::appsChanged, &LaunchStore::packsChanged})
+            m_connections.append(connect(store, signal, this, &MenuBarPanelModel::noteTransfers));
+        m_connections.append(connect(&store->updateFlow(), &UpdateFlow::transferChanged, this,
+                                     &MenuBarPanelModel::followTransfers));
+        m_connections.append(connect(&store->updateFlow(), &UpdateFlow::updatingAppIDChanged, this,
+                                     &MenuBarPanelModel::noteTransfers));
+        m_connections.append(connect(&store->packFlows(), &PackFlows::transfersChanged, this,
+                                     &MenuBarPanelModel::followTransfers));
     }
     Q_EMIT storeChanged();
     Q_EMIT changed();
+    followTransfers();
+}
+
+QList<QPointer<Transfer>> MenuBarPanelModel::runningTransfers() const {
+    QList<QPointer<Transfer>> transfers;
+    if (!m_store)
+        return transfers;
+    if (Transfer* update = m_store->updateFlow().transfer())
+        transfers.append(update);
+    for (const ContentPack& pack : m_store->packs()) {
+        if (const QPointer<Transfer> transfer = m_store->packFlows().transfers().value(pack.id))
+            transfers.append(transfer);
+    }
+    return transfers;
+}
+
+void MenuBarPanelModel::followTransfers() {
+    for (const auto& connection : std::as_const(m_transferConnections))
+        disconnect(connection);
+    m_transferConnections.clear();
+    // Each transfer notifies a few times a second at most.
+    for (const QPointer<Transfer>& transfer : runningTransfers()) {
+        m_transferConnections.append(connect(transfer.data(), &Transfer::progressChanged, this,
+                                             &MenuBarPanelModel::transferLinesChanged));
+    }
+    noteTransfers();
+}
+
+void MenuBarPanelModel::noteTransfers() {
+    const int count = int(runningTransfers().size());
+    if (count != m_transferCount) {
+        m_transferCount = count;
+        Q_EMIT transferCountChanged();
+    }
+    Q_EMIT transferLinesChanged();
+}
+
+QStringList MenuBarPanelModel::transferLines() const {
+    QStringList lines;
+    if (!m_store)
+        return lines;
+    if (const Transfer* update = m_store->updateFlow().transfer()) {
+        QString name = m_store->configuration().director.name;
+        for (const InstalledApp& app : m_store->apps()) {
+            if (m_store->updateFlow().updatingAppID() == app.id)
+                name = app.name;
+        }
+        lines.append(TransferPresentation::updatingLineFor(name, update->fraction()));
+    }
+    for (const ContentPack& pack : m_store->packs()) {
+        if (const Transfer* transfer = m_store->packFlows().transfers().value(pack.id))
+            lines.append(TransferPresentation::installingLineFor(pack.name, transfer->fraction()));
+    }
+    return lines;
 }
 
 bool MenuBarPanelModel::hasUpdates() const {

@@ -100,11 +100,13 @@ private Q_SLOTS:
                  AppDetailProfiles::director().screenshotNames[0]);
     }
 
-    void overviewShowsATileForEachPackAndATileOpensItsPack() {
+    void overviewShowsATileForEachPackAndTheOpenedPackShowsItsInstallation() {
         StoreFixture fixture;
+        const WebsiteAccount customer{u"cust-42"_s, u"Ana Example"_s, u"ana@example.com"_s};
+        fixture.snapshotCache->stored = LaunchAccountSnapshot{1, customer, fixture.clock};
         fixture.answerStartUp(
             {fixture.director(), fixture.creator()},
-            {makePack(u"a"_s, u"Alpine Light"_s), makePack(u"b"_s, u"Bay Evenings"_s)});
+            {makePack(u"a"_s, u"Alpine Light"_s), makePack(u"b"_s, u"Bay Evenings"_s)}, customer);
         ViewHarness harness(fixture);
         QTRY_COMPARE(harness.store().packs().size(), 2);
         QStringList tiles;
@@ -118,6 +120,33 @@ private Q_SLOTS:
         QCOMPARE(harness.store().selection(), LaunchSection::packs);
         QCOMPARE(harness.store().selectedPackID(), std::optional<QString>(u"b"_s));
         QTRY_COMPARE(textOf(harness.item(u"packName"_s)), u"Bay Evenings"_s);
+
+        // Its installation shows in the detail and the list row, each with a Cancel named after
+        // the pack; the detail's reaches the download.
+        fixture.accountProvider->manifestCalls.answerWith(LaunchContentPackManifest{});
+        fixture.installer->installCalls.holdCalls();
+        harness.store().requestInstallPack(u"b"_s);
+        QTRY_VERIFY(bool(fixture.installer->control.progress));
+        fixture.installer->control.report(0, 20'000'000);
+        QQuickItem* progress = harness.item(u"packProgress"_s);
+        QTRY_COMPARE(textOf(harness.find(progress, u"transferText"_s)),
+                     u"0 bytes of 20 MB — Calculating…"_s);
+        QQuickItem* rowCancel =
+            harness.item(harness.item(u"packRow-b"_s), u"cancelTransferButton"_s);
+        QVERIFY(isShown(rowCancel));
+        QCOMPARE(accessible(rowCancel, "name").toString(), u"Cancel installing Bay Evenings"_s);
+        // From the list, Tab reaches the row's Cancel first.
+        harness.mainWindow()->requestActivate();
+        QVERIFY(QTest::qWaitForWindowActive(harness.mainWindow()));
+        harness.item(u"packListView"_s)->forceActiveFocus();
+        QTest::keyClick(harness.mainWindow(), Qt::Key_Tab);
+        QVERIFY(rowCancel->hasActiveFocus());
+        QQuickItem* cancel = harness.item(progress, u"cancelTransferButton"_s);
+        QCOMPARE(accessible(cancel, "name").toString(), u"Cancel installing Bay Evenings"_s);
+        harness.click(cancel);
+        QVERIFY(fixture.installer->control.isCancelled());
+        fixture.installer->installCalls.fail(LaunchError::url(LaunchError::cancelled));
+        QTRY_VERIFY(!isShown(harness.item(u"packProgress"_s)));
     }
 
     void packDetailOffersTheActionOfEachStateAndKeepsItsPackThroughAnEmptySearch() {

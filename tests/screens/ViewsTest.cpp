@@ -308,8 +308,17 @@ private Q_SLOTS:
         director = applicationRow(harness, u"Vantor Director"_s);
         QCOMPARE(textOf(harness.find(director, u"stateBadge"_s)), u"Checking"_s);
         QCOMPARE(rowButtons(harness, director), QStringList({u"Open"_s, u"Reveal in Finder"_s}));
+        // Its download shows in the row and the tray; the row's Cancel reaches it.
+        fixture.updater->control.report(120'000'000, 300'000'000);
+        QTRY_COMPARE(textOf(harness.find(director, u"transferText"_s)),
+                     u"120 MB of 300 MB — Calculating…"_s);
+        QVERIFY(trayLines(harness).contains(u"Updating Vantor Director — 40 % (disabled)"_s));
+        QQuickItem* cancel = harness.item(director, u"cancelTransferButton"_s);
+        QCOMPARE(accessible(cancel, "name").toString(), u"Cancel the Vantor Director update"_s);
+        harness.click(cancel);
+        QVERIFY(fixture.updater->control.isCancelled());
         // The update ends, so that no flow is left waiting when the test does.
-        fixture.updater->install.complete({});
+        fixture.updater->install.fail(LaunchError::url(LaunchError::cancelled));
         QTRY_VERIFY(!harness.store().updateFlow().updatingAppID());
     }
 

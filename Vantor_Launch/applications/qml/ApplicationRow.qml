@@ -113,6 +113,19 @@ Rectangle {
                     }
                 }
             }
+
+            // Only the Director updates through the launcher; its download shows here.
+            TransferProgress {
+                objectName: "updateProgress"
+                Layout.fillWidth: true
+                Layout.topMargin: 4
+                visible: Store.updateFlow.transfer !== null
+                         && Store.updateFlow.updatingAppID === root.app.id
+                transfer: Store.updateFlow.transfer
+                progressName: qsTr("Progress of the %1 update").arg(root.app.name)
+                cancelName: qsTr("Cancel the %1 update").arg(root.app.name)
+                onCancelClicked: Store.updateFlow.cancelUpdate()
+            }
         }
 
         // One width in every row, so that the rows' buttons line up; narrower only when the

@@ -29,9 +29,7 @@ Item {
             id: scroll
 
             required property var pack
-            required property double received
-            required property double expected
-            readonly property var progress: PackPresentation.progress(scroll.received, scroll.expected)
+            required property QtObject transfer
 
             anchors.fill: parent
             contentWidth: availableWidth
@@ -156,25 +154,14 @@ Item {
                         implicitHeight: 22
                     }
 
-                    ColumnLayout {
-                        visible: PackPresentation.isDownloading(scroll.pack)
-                                 && scroll.progress.fraction >= 0
-                        spacing: 4
-
-                        ProgressBar {
-                            objectName: "packProgress"
-                            Layout.preferredWidth: 200
-                            from: 0
-                            to: 1
-                            value: Math.max(0, scroll.progress.fraction)
-                        }
-
-                        Label {
-                            objectName: "packReceived"
-                            text: scroll.progress.text
-                            font.pixelSize: 11
-                            color: LaunchPalette.slate
-                        }
+                    TransferProgress {
+                        objectName: "packProgress"
+                        Layout.preferredWidth: 320
+                        visible: scroll.transfer !== null
+                        transfer: scroll.transfer
+                        progressName: qsTr("Progress of installing %1").arg(scroll.pack.name)
+                        cancelName: qsTr("Cancel installing %1").arg(scroll.pack.name)
+                        onCancelClicked: Store.packFlows.cancelInstall(scroll.pack.id)
                     }
                 }
             }

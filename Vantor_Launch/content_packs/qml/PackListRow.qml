@@ -5,11 +5,13 @@ import QtQuick.Layouts
 import Vantor.Launch.ContentPacks
 import Vantor.Launch.Controls
 
-// One pack in the list: its mark, its name and, when installed, "Installed".
+// One pack in the list: its mark, its name and, when installed, "Installed"; while it installs,
+// its progress and Cancel.
 AbstractButton {
     id: root
 
     required property var pack
+    required property QtObject transfer
     required property bool selected
     // The list has the keyboard focus: the selection shows in the accent colour.
     property bool focused: false
@@ -64,6 +66,18 @@ AbstractButton {
                 text: qsTr("Installed")
                 font.pixelSize: 11
                 color: LaunchPalette.slate
+            }
+
+            TransferProgress {
+                objectName: "packRowProgress"
+                Layout.fillWidth: true
+                Layout.topMargin: 3
+                visible: root.transfer !== null
+                compact: true
+                transfer: root.transfer
+                progressName: qsTr("Progress of installing %1").arg(root.pack.name)
+                cancelName: qsTr("Cancel installing %1").arg(root.pack.name)
+                onCancelClicked: Store.packFlows.cancelInstall(root.pack.id)
             }
         }
     }

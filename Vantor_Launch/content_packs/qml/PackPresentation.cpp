@@ -54,25 +54,6 @@ QVariantList PackPresentation::factsFor(const ContentPack& pack, const QLocale& 
     return facts;
 }
 
-QVariantMap PackPresentation::progressFor(qint64 receivedBytes, qint64 expectedBytes,
-                                          const QLocale& locale) {
-    const double received = double(std::max<qint64>(0, receivedBytes));
-    const double expected = double(expectedBytes);
-    const auto size = [&](double bytes) {
-        return locale.formattedDataSize(qint64(bytes), 1, QLocale::DataSizeSIFormat);
-    };
-    QVariantMap progress;
-    if (expected > 0) {
-        progress.insert(u"fraction"_s, std::min(1.0, received / expected));
-        progress.insert(u"text"_s, QString(size(received) + u" of "_s + size(expected)));
-    } else {
-        progress.insert(u"fraction"_s, -1.0);
-        progress.insert(u"text"_s,
-                        received > 0 ? QString(size(received) + u" received"_s) : QString());
-    }
-    return progress;
-}
-
 QString PackPresentation::adjacentPackIDIn(const QList<ContentPack>& packs,
                                            const QString& currentID, int offset) {
     if (packs.isEmpty())

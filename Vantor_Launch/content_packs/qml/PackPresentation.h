@@ -10,7 +10,7 @@
 #include <QtQmlIntegration>
 
 // How the Content Pack screens show a pack: the list row's mark, the detail's facts and action,
-// the install progress, and moving through the list with the arrow keys.
+// and moving through the list with the arrow keys.
 class PackPresentation : public QObject {
     Q_OBJECT
     QML_ELEMENT
@@ -29,10 +29,6 @@ public:
     // "Version", "Download size" and "Included content" for the values the pack has, in that
     // order, each a map with "label" and "value". Counts are grouped in the locale's way.
     static QVariantList factsFor(const ContentPack& pack, const QLocale& locale = QLocale());
-    // A downloading pack's bytes (an unknown size is 0): "fraction" between 0 and 1, or -1 while
-    // the size is unknown, and the amount received as "text".
-    static QVariantMap progressFor(qint64 received, qint64 expected,
-                                   const QLocale& locale = QLocale());
     // The id `offset` places away from `currentID` in `packs`, kept at the list's ends; the first
     // pack when the current one is not listed; empty for an empty list.
     static QString adjacentPackIDIn(const QList<ContentPack>& packs, const QString& currentID,
@@ -54,9 +50,6 @@ public:
     Q_INVOKABLE QString actionTitle(const ContentPack& pack) const { return actionTitleFor(pack); }
     Q_INVOKABLE bool opensCreator(const ContentPack& pack) const { return opensCreatorFor(pack); }
     Q_INVOKABLE QVariantList facts(const ContentPack& pack) const { return factsFor(pack); }
-    Q_INVOKABLE QVariantMap progress(qint64 received, qint64 expected) const {
-        return progressFor(received, expected);
-    }
     Q_INVOKABLE QString adjacentPackID(ContentPackListModel* packs, const QString& currentID,
                                        int offset) const {
         return packs ? adjacentPackIDIn(packs->packs(), currentID, offset) : QString();

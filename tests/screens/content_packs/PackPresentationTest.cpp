@@ -69,27 +69,6 @@ private Q_SLOTS:
                  QStringList());
     }
 
-    void installProgressIsAFractionAndTheAmountReceived_data() {
-        QTest::addColumn<qint64>("received");
-        QTest::addColumn<qint64>("expected");
-        QTest::addColumn<double>("fraction");
-        QTest::addColumn<QString>("text");
-        QTest::newRow("halfway") << 1'500'000LL << 3'000'000LL << 0.5 << u"1.5 MB of 3.0 MB"_s;
-        QTest::newRow("more than announced") << 4'000LL << 2'000LL << 1.0 << u"4.0 kB of 2.0 kB"_s;
-        QTest::newRow("size unknown") << 2'500'000LL << 0LL << -1.0 << u"2.5 MB received"_s;
-        QTest::newRow("nothing yet") << 0LL << 0LL << -1.0 << QString();
-    }
-
-    void installProgressIsAFractionAndTheAmountReceived() {
-        QFETCH(qint64, received);
-        QFETCH(qint64, expected);
-        QFETCH(double, fraction);
-        QFETCH(QString, text);
-        const QVariantMap progress = PackPresentation::progressFor(received, expected, english);
-        QCOMPARE(progress.value(u"fraction"_s).toDouble(), fraction);
-        QCOMPARE(progress.value(u"text"_s).toString(), text);
-    }
-
     void arrowKeysMoveThroughTheListAndStopAtItsEnds_data() {
         QTest::addColumn<QString>("current");
         QTest::addColumn<int>("offset");

@@ -2,6 +2,7 @@
 #include "SymbolImageProvider.h"
 #include "SymbolRenderer.h"
 #include "SymbolTable.h"
+#include "TransferPresentation.h"
 #include "UiPalette.h"
 
 #include <QImage>
@@ -47,6 +48,42 @@ private Q_SLOTS:
         QCOMPARE(DateTexts::abbreviated(date, english), u"Oct 26, 2026, 2:05 PM"_s);
         // The C locale's short time carries seconds; the status line never does.
         QCOMPARE(DateTexts::abbreviated(date, QLocale::c()), u"26 Oct 2026, 14:05"_s);
+    }
+
+    void writesATransfersProgressWithWhatIsKnownOfIt_data() {
+        QTest::addColumn<qint64>("received");
+        QTest::addColumn<qint64>("expected");
+        QTest::addColumn<double>("rate");
+        QTest::addColumn<int>("seconds");
+        QTest::addColumn<QString>("text");
+        QTest::newRow("running") << 120'000'000LL << 300'000'000LL << 24e6 << 8
+                                 << u"120 MB of 300 MB — 24 MB/s — about 8 seconds left"_s;
+        QTest::newRow("small and slow") << 1'500'000LL << 3'000'000LL << 9'960.0 << 151
+                                        << u"1.5 MB of 3.0 MB — 10 kB/s — about 3 minutes left"_s;
+        QTest::newRow("long")
+            << 0LL << 9'000'000'000LL << 1e6 << 9000
+            << u"0 bytes of 9.0 GB — 1.0 MB/s — about 2 hours and 30 minutes left"_s;
+        QTest::newRow("speed not yet known")
+            << 4'000LL << 2'000'000LL << 0.0 << -1 << u"4.0 kB of 2.0 MB — Calculating…"_s;
+        QTest::newRow("size unknown")
+            << 25'000'000LL << -1LL << 5e6 << -1 << u"25 MB received — 5.0 MB/s"_s;
+        QTest::newRow("rounds into the next unit")
+            << 999'999LL << 5'000'000LL << 0.0 << -1 << u"1.0 MB of 5.0 MB — Calculating…"_s;
+        QTest::newRow("nothing yet") << 0LL << -1LL << 0.0 << -1 << u"Calculating…"_s;
+    }
+
+    void writesATransfersProgressWithWhatIsKnownOfIt() {
+        QFETCH(qint64, received);
+        QFETCH(qint64, expected);
+        QFETCH(double, rate);
+        QFETCH(int, seconds);
+        QFETCH(QString, text);
+        QCOMPARE(TransferPresentation::progressTextFor(received, expected, rate, seconds, english),
+                 text);
+        QCOMPARE(TransferPresentation::installingLineFor(u"Aurora Stage"_s, 0.405, english),
+                 u"Installing Aurora Stage — 40 %"_s);
+        QCOMPARE(TransferPresentation::updatingLineFor(u"Vantor Director"_s, -1, english),
+                 u"Updating Vantor Director…"_s);
     }
 
     void everySymbolAndLogoHasArtwork() {
