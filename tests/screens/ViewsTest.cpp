@@ -1,4 +1,5 @@
 #include "BundleBuilder.h"
+#include "LauncherInfo.h"
 #include "ViewHarness.h"
 #include "foundation/BuildSettings.h"
 
@@ -451,6 +452,7 @@ private Q_SLOTS:
         QVERIFY(isShown(complete.item(u"supportLink"_s)));
         QCOMPARE(complete.item(u"versionValue"_s)->property("value").toString(),
                  QStringLiteral(LAUNCHER_VERSION));
+        QCOMPARE(LauncherInfo::shownValue(u" "_s), u"Not provided"_s);
     }
 
     void runningUpdatePromptIsAnsweredEitherWay() {
