@@ -427,7 +427,7 @@ private Q_SLOTS:
                      .toBool());
     }
 
-    void helpListsTheContractsThisBuildLacks() {
+    void helpAndContentPacksSayWhatThisBuildLacks() {
         LaunchConfiguration configuration = LaunchConfiguration::production();
         configuration.catalogueURL.reset();
         StoreFixture fixture(configuration);
@@ -443,6 +443,14 @@ private Q_SLOTS:
         QCOMPARE(rows, QStringList{u"Public Content Pack catalogue contract"_s});
         QVERIFY(isShown(harness.item(u"integrationsMissing"_s)));
         QVERIFY(!isShown(harness.item(u"integrationsConfigured"_s)));
+        // Content Packs says so instead of showing an empty list.
+        QTRY_COMPARE(fixture.discovery->discover.callCount(), 1);
+        harness.store().setSelection(LaunchSection::packs);
+        QQuickItem* unavailable = harness.item(u"catalogueUnavailable"_s);
+        QVERIFY(isShown(unavailable));
+        QCOMPARE(textOf(harness.item(unavailable, u"unavailableTitle"_s)),
+                 u"Catalogue unavailable"_s);
+        QVERIFY(!isShown(harness.item(u"packList"_s)));
 
         StoreFixture completeFixture;
         ViewHarness complete(completeFixture, true);
