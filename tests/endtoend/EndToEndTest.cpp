@@ -14,8 +14,6 @@
 #include "platform/SecretStore.h"
 #include "store/LaunchStore.h"
 
-#include <QCryptographicHash>
-#include <QDirIterator>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QNetworkReply>
@@ -47,23 +45,6 @@ struct Fault {
 
 QString urlError(LaunchError::UrlCode code) {
     return LaunchError::url(code).description();
-}
-
-// Every file under folder with the digest of its bytes, so that a comparison shows what changed.
-QStringList treeContents(const QString& folder) {
-    QStringList contents;
-    QDirIterator files(folder, QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
-    while (files.hasNext()) {
-        QFile file(files.next());
-        if (!file.open(QIODevice::ReadOnly))
-            return {u"unreadable "_s + file.fileName()};
-        contents.append(
-            QDir(folder).relativeFilePath(file.fileName()) + u' ' +
-            QString::fromLatin1(
-                QCryptographicHash::hash(file.readAll(), QCryptographicHash::Sha256).toHex()));
-    }
-    contents.sort();
-    return contents;
 }
 
 } // namespace
@@ -310,9 +291,9 @@ private Q_SLOTS:
         QVERIFY(finished(m_store->packFlows().installPack(packID)));
         QCOMPARE(message(), u"Aurora Stage is installed and ready in Vantor Creator."_s);
         QCOMPARE(packState(), std::optional(PackInstallation::installed));
-        const QStringList installedPack = treeContents(contentStore());
-        QCOMPARE(installedPack.filter(u".vdasset "_s).size(), 2);
-        QCOMPARE(installedPack.filter(u"catalog.json "_s).size(), 1);
+        const auto installedPack = filesUnder(contentStore());
+        QCOMPARE(installedPack.keys().filter(u".vdasset"_s).size(), 2);
+        QCOMPARE(installedPack.keys().filter(u"catalog.json"_s).size(), 1);
 
         // A restart shows the saved account until the automatic sync has refreshed it.
         m_store = std::make_unique<LaunchStore>(production());
@@ -336,7 +317,7 @@ private Q_SLOTS:
         QCOMPARE(keyringTokens(), QStringList());
         QVERIFY(!QFile::exists(snapshotFile()));
         QCOMPARE(m_website->sessionCount(), 0);
-        QCOMPARE(treeContents(contentStore()), installedPack);
+        QCOMPARE(filesUnder(contentStore()), installedPack);
         QCOMPARE(filesHolding(m_root.path(), {tokens[0].toLatin1(), tokens[1].toLatin1()}),
                  QStringList());
     }
@@ -401,8 +382,8 @@ private Q_SLOTS:
         // The account sync of the start re-reads the installed packs without waiting; this read
         // queues behind it, so that it cannot overwrite the outcome of the flow below.
         QVERIFY(finished(m_store->packFlows().refreshPackInstallations()));
-        const QStringList directorFiles = treeContents(installed());
-        const QStringList content = treeContents(contentStore());
+        const auto directorFiles = filesUnder(installed());
+        const auto content = filesUnder(contentStore());
         const QByteArray snapshot = readFile(snapshotFile());
         const qsizetype launched = launches();
         const int requested = m_server->requestCount(target);
@@ -442,8 +423,8 @@ private Q_SLOTS:
                 QTRY_COMPARE_WITH_TIMEOUT(m_server->requestCount(target), requested + 1, 10000);
                 // Staged inside the content store, with the lock that keeps a sweep away.
                 QCOMPARE(leftovers().filter(u"vantor-launch-pack-"_s).size(), 2);
-                QStringList visible = treeContents(contentStore());
-                visible.removeIf([](const QString& item) { return item.startsWith(u'.'); });
+                auto visible = filesUnder(contentStore());
+                visible.removeIf([](const auto& item) { return item.key().startsWith(u'.'); });
                 QCOMPARE(visible, content);
             }
             QVERIFY(finished(std::move(install)));
@@ -456,8 +437,8 @@ private Q_SLOTS:
             QVERIFY(m_store->accountFlows().account());
         }
         QCOMPARE(message(), expected);
-        QCOMPARE(treeContents(installed()), directorFiles);
-        QCOMPARE(treeContents(contentStore()), content);
+        QCOMPARE(filesUnder(installed()), directorFiles);
+        QCOMPARE(filesUnder(contentStore()), content);
         QCOMPARE(readFile(snapshotFile()), snapshot);
         QCOMPARE(keyringTokens().size(), 2);
         QCOMPARE(leftovers(), QStringList());

@@ -24,9 +24,7 @@ const QString pack = u"aurora-stage"_s;
 const QString manifestPath = u"/v1/launch/creator-backgrounds"_s;
 
 QString savedFile(const QString& path, const QByteArray& bytes) {
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size())
-        qFatal("could not write %s", qPrintable(path));
+    writeFile(path, bytes);
     return path;
 }
 

@@ -16,8 +16,6 @@ using Launch::PackInstallation;
 
 namespace {
 
-// What assistive technology reads for an item: its Accessible attached properties.
-
 // A sheet's own items, which the window shows in its overlay.
 QQuickItem* sheetContent(QObject* sheet) {
     return sheet ? sheet->property("contentItem").value<QQuickItem*>() : nullptr;
@@ -237,22 +235,6 @@ private Q_SLOTS:
         // Back to the first: from the cache, at once.
         harness.store().selectPack(u"good"_s);
         QVERIFY(artwork->property("loaded").toBool());
-    }
-
-    void emptyCatalogueShowsCatalogueUnavailableAndNoList() {
-        LaunchConfiguration configuration = LaunchConfiguration::production();
-        configuration.catalogueURL.reset();
-        StoreFixture fixture(configuration);
-        fixture.answerStartUp({fixture.director(), fixture.creator()});
-        ViewHarness harness(fixture);
-        QTRY_COMPARE(fixture.discovery->discover.callCount(), 1);
-        harness.store().setSelection(LaunchSection::packs);
-        QVERIFY(isShown(harness.item(u"catalogueUnavailable"_s)));
-        QCOMPARE(
-            textOf(harness.item(harness.item(u"catalogueUnavailable"_s), u"unavailableTitle"_s)),
-            u"Catalogue unavailable"_s);
-        QVERIFY(!isShown(harness.item(u"packList"_s)));
-        QVERIFY(!isShown(harness.item(u"packTile-a"_s)));
     }
 };
 

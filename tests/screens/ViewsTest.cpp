@@ -1,4 +1,5 @@
 #include "BundleBuilder.h"
+#include "LauncherInfo.h"
 #include "ViewHarness.h"
 #include "foundation/BuildSettings.h"
 
@@ -435,7 +436,7 @@ private Q_SLOTS:
                      .toBool());
     }
 
-    void helpListsTheContractsThisBuildLacks() {
+    void helpAndContentPacksSayWhatThisBuildLacks() {
         LaunchConfiguration configuration = LaunchConfiguration::production();
         configuration.catalogueURL.reset();
         StoreFixture fixture(configuration);
@@ -451,6 +452,14 @@ private Q_SLOTS:
         QCOMPARE(rows, QStringList{u"Public Content Pack catalogue contract"_s});
         QVERIFY(isShown(harness.item(u"integrationsMissing"_s)));
         QVERIFY(!isShown(harness.item(u"integrationsConfigured"_s)));
+        // Content Packs says so instead of showing an empty list.
+        QTRY_COMPARE(fixture.discovery->discover.callCount(), 1);
+        harness.store().setSelection(LaunchSection::packs);
+        QQuickItem* unavailable = harness.item(u"catalogueUnavailable"_s);
+        QVERIFY(isShown(unavailable));
+        QCOMPARE(textOf(harness.item(unavailable, u"unavailableTitle"_s)),
+                 u"Catalogue unavailable"_s);
+        QVERIFY(!isShown(harness.item(u"packList"_s)));
 
         StoreFixture completeFixture;
         ViewHarness complete(completeFixture, true);
@@ -460,6 +469,7 @@ private Q_SLOTS:
         QVERIFY(isShown(complete.item(u"supportLink"_s)));
         QCOMPARE(complete.item(u"versionValue"_s)->property("value").toString(),
                  QStringLiteral(LAUNCHER_VERSION));
+        QCOMPARE(LauncherInfo::shownValue(u" "_s), u"Not provided"_s);
     }
 
     void runningUpdatePromptIsAnsweredEitherWay() {

@@ -88,7 +88,6 @@ public:
     std::optional<LaunchAccountSnapshot> stored;
     bool failsToLoad = false;
     bool failsToSave = false;
-    bool failsToClear = false;
     int loads = 0;
     int saves = 0;
     int clears = 0;

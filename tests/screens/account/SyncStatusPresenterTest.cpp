@@ -1,20 +1,11 @@
 #include "SyncStatusPresenter.h"
 
+#include "../ScreenTexts.h"
 #include "SymbolTable.h"
 
 #include <QTest>
 
 using namespace Qt::StringLiterals;
-
-namespace {
-
-QDateTime utc(const char* text) {
-    return QDateTime::fromString(QString::fromLatin1(text), Qt::ISODate);
-}
-
-const QLocale english(QLocale::English, QLocale::UnitedStates);
-
-} // namespace
 
 // What the account's status line says for each sync state, character for character.
 class SyncStatusPresenterTest : public QObject {

@@ -1,5 +1,6 @@
 #include "ApplicationPresentation.h"
 
+#include "../ScreenTexts.h"
 #include "AppDetailProfile.h"
 #include "AppScreenshots.h"
 #include "ApplicationRowDescription.h"
@@ -15,10 +16,6 @@ using namespace Qt::StringLiterals;
 using Launch::InstallationState;
 
 namespace {
-
-QDateTime utc(const char* text) {
-    return QDateTime::fromString(QString::fromLatin1(text), Qt::ISODate);
-}
 
 const QString director = u"Vantor Director"_s;
 const QString creator = u"Vantor Creator"_s;

@@ -1,5 +1,6 @@
 #include "PackPresentation.h"
 
+#include "../ScreenTexts.h"
 #include "StoreDoubles.h"
 
 #include <QTest>
@@ -8,8 +9,6 @@ using namespace Qt::StringLiterals;
 using Launch::PackInstallation;
 
 namespace {
-
-const QLocale english(QLocale::English, QLocale::UnitedStates);
 
 QStringList factLines(const QVariantList& facts) {
     QStringList lines;

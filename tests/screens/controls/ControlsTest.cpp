@@ -1,3 +1,4 @@
+#include "../ScreenTexts.h"
 #include "DateTexts.h"
 #include "SymbolImageProvider.h"
 #include "SymbolRenderer.h"
@@ -9,16 +10,6 @@
 #include <QTest>
 
 using namespace Qt::StringLiterals;
-
-namespace {
-
-QDateTime utc(const char* text) {
-    return QDateTime::fromString(QString::fromLatin1(text), Qt::ISODate);
-}
-
-const QLocale english(QLocale::English, QLocale::UnitedStates);
-
-} // namespace
 
 // How the shared controls write dates and draw symbols and logos; texts compared character for
 // character.
