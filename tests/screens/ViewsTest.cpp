@@ -265,7 +265,7 @@ private Q_SLOTS:
         fixture.releaseChecker->latest.answerWith(
             AvailableApplicationRelease{u"2.5.0"_s, u"2500"_s, std::nullopt});
         fixture.installer->versions.answerWith(QHash<QString, QString>{{u"a"_s, u"1.9"_s}});
-        fixture.updater->install.holdCalls();
+        fixture.updater->prepare.holdCalls();
         ViewHarness harness(fixture);
         QTRY_COMPARE(textOf(harness.item(u"lastChecked"_s)), u"Last checked now"_s);
         harness.click(harness.item(u"checkForUpdatesButton"_s));
@@ -305,7 +305,7 @@ private Q_SLOTS:
 
         // During the update the state is checking, and the button is gone.
         harness.click(harness.item(director, u"updateButton"_s));
-        QTRY_COMPARE(fixture.updater->install.pendingCount(), 1);
+        QTRY_COMPARE(fixture.updater->prepare.pendingCount(), 1);
         director = applicationRow(harness, u"Vantor Director"_s);
         QCOMPARE(textOf(harness.find(director, u"stateBadge"_s)), u"Checking"_s);
         QCOMPARE(rowButtons(harness, director), QStringList({u"Open"_s, u"Reveal in Finder"_s}));
@@ -319,7 +319,7 @@ private Q_SLOTS:
         harness.click(cancel);
         QVERIFY(fixture.updater->control.isCancelled());
         // The update ends, so that no flow is left waiting when the test does.
-        fixture.updater->install.fail(LaunchError::url(LaunchError::cancelled));
+        fixture.updater->prepare.fail(LaunchError::url(LaunchError::cancelled));
         QTRY_VERIFY(!harness.store().updateFlow().updatingAppID());
     }
 
