@@ -3,11 +3,11 @@
 #include "foundation/DemoData.h"
 #include "foundation/LaunchError.h"
 
+#include <QCoreApplication>
 #include <QTimer>
 #include <chrono>
 #include <qcorotimer.h>
 
-using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 
 namespace {
@@ -40,11 +40,13 @@ QCoro::Task<> DemoWebsiteAccountProvider::signOut() {
 QCoro::Task<WebsiteAccount> DemoWebsiteAccountProvider::refreshAccount() {
     co_await sleep(180ms);
     if (m_scenario == Launch::DemoScenario::expiredSession)
-        throw LaunchError::notConfigured(u"The demo website session has expired"_s);
+        throw LaunchError::notConfigured(QCoreApplication::translate(
+            "DemoWebsiteAccountProvider", "The demo website session has expired"));
     co_return DemoData::snapshot(m_scenario).account;
 }
 
 QCoro::Task<LaunchContentPackManifest> DemoWebsiteAccountProvider::downloadContentPackManifest() {
-    throw LaunchError::notConfigured(u"Authenticated Content Pack downloads"_s);
+    throw LaunchError::notConfigured(QCoreApplication::translate(
+        "DemoWebsiteAccountProvider", "Authenticated Content Pack downloads"));
     co_return {};
 }

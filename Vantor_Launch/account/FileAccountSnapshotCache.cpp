@@ -2,6 +2,7 @@
 
 #include "foundation/LaunchError.h"
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -31,7 +32,9 @@ void makeFolder(const QString& path) {
             if (QFileInfo(built).isDir())
                 continue;
         }
-        throw fileError(u"The folder “%1” couldn’t be created."_s, built);
+        throw fileError(QCoreApplication::translate("FileAccountSnapshotCache",
+                                                    "The folder “%1” couldn’t be created."),
+                        built);
     }
 }
 
@@ -77,14 +80,18 @@ std::optional<LaunchAccountSnapshot> FileAccountSnapshotCache::load() {
     if (::stat(native.constData(), &attributes) != 0) {
         if (errno == ENOENT)
             return std::nullopt;
-        throw fileError(u"The file “%1” couldn’t be opened."_s, m_filePath);
+        throw fileError(QCoreApplication::translate("FileAccountSnapshotCache",
+                                                    "The file “%1” couldn’t be opened."),
+                        m_filePath);
     }
     if (!S_ISREG(attributes.st_mode) || attributes.st_size > maximumFileSize)
         throw LaunchAccountSnapshot::invalidSnapshotError();
 
     QFile file(m_filePath);
     if (!file.open(QIODevice::ReadOnly))
-        throw fileError(u"The file “%1” couldn’t be opened."_s, m_filePath);
+        throw fileError(QCoreApplication::translate("FileAccountSnapshotCache",
+                                                    "The file “%1” couldn’t be opened."),
+                        m_filePath);
     // A file that grew after the size check is still read no further than the limit.
     const QByteArray bytes = file.read(maximumFileSize + 1);
     if (bytes.size() > maximumFileSize)
@@ -102,18 +109,24 @@ void FileAccountSnapshotCache::save(const LaunchAccountSnapshot& snapshot) {
         folder + u'/' + QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper() + u".tmp"_s;
     if (!writeNewPrivateFile(temporary, bytes)) {
         QFile::remove(temporary);
-        throw fileError(u"The file “%1” couldn’t be saved."_s, m_filePath);
+        throw fileError(QCoreApplication::translate("FileAccountSnapshotCache",
+                                                    "The file “%1” couldn’t be saved."),
+                        m_filePath);
     }
     const bool replaced = ::rename(QFile::encodeName(temporary).constData(),
                                    QFile::encodeName(m_filePath).constData()) == 0;
     QFile::remove(temporary);
     if (!replaced)
-        throw fileError(u"The file “%1” couldn’t be saved."_s, m_filePath);
+        throw fileError(QCoreApplication::translate("FileAccountSnapshotCache",
+                                                    "The file “%1” couldn’t be saved."),
+                        m_filePath);
 }
 
 void FileAccountSnapshotCache::clear() {
     const QByteArray native = QFile::encodeName(m_filePath);
     if (::unlink(native.constData()) == 0 || errno == ENOENT)
         return;
-    throw fileError(u"The file “%1” couldn’t be removed."_s, m_filePath);
+    throw fileError(QCoreApplication::translate("FileAccountSnapshotCache",
+                                                "The file “%1” couldn’t be removed."),
+                    m_filePath);
 }

@@ -2,12 +2,13 @@
 
 #include "foundation/LaunchError.h"
 
-using namespace Qt::StringLiterals;
+#include <QCoreApplication>
 
 namespace {
 
 LaunchError storageUnavailable() {
-    return LaunchError::notConfigured(u"Secure session storage"_s);
+    return LaunchError::notConfigured(
+        QCoreApplication::translate("LaunchTokenStore", "Secure session storage"));
 }
 
 } // namespace

@@ -2,6 +2,7 @@
 
 #include "account/WebsiteResponses.h"
 
+#include <QCoreApplication>
 #include <QNetworkRequest>
 #include <QRandomGenerator>
 #include <QUrlQuery>
@@ -119,13 +120,10 @@ ProductionWebsiteAccountProvider::request(QString path, QByteArray method, std::
     if (response.status >= 200 && response.status <= 299)
         co_return response.body;
     switch (response.status) {
-    case 404:
-        throw LaunchError(
-            LaunchError::Domain::websiteAPI, 404,
-            u"Content Pack installation is not yet available on the live Vantor API."_s);
-    case 403:
-        throw LaunchError(LaunchError::Domain::websiteAPI, 403,
-                          u"The Vantor website refused this request for your account."_s);
+    case int(WebsiteAPIError::notFound):
+        throw LaunchError(WebsiteAPIError::notFound);
+    case int(WebsiteAPIError::forbidden):
+        throw LaunchError(WebsiteAPIError::forbidden);
     case 401:
         throw sessionRequired();
     default:
@@ -212,7 +210,8 @@ ProductionWebsiteAccountProvider::downloadContentPackManifest() {
 QCoro::Task<WebsiteAccount> ProductionWebsiteAccountProvider::signIn() {
     if (!m_configuration.authenticationStartURL || !m_configuration.authenticationCallbackScheme ||
         !m_browser)
-        throw LaunchError::notConfigured(u"Website account sign-in"_s);
+        throw LaunchError::notConfigured(QCoreApplication::translate(
+            "ProductionWebsiteAccountProvider", "Website account sign-in"));
 
     const QString state = makeState();
     const QUrl url = startURL(*m_configuration.authenticationStartURL, state);

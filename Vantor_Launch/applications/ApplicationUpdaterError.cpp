@@ -1,35 +1,55 @@
 #include "applications/ApplicationUpdaterError.h"
 
-using namespace Qt::StringLiterals;
+#include <QCoreApplication>
 
-QString errorDescription(ApplicationUpdaterError error) {
+namespace {
+
+const char* text(ApplicationUpdaterError error) {
     switch (error) {
     case ApplicationUpdaterError::missingDownload:
-        return u"This release does not include a direct download."_s;
+        return QT_TRANSLATE_NOOP("ApplicationUpdaterError",
+                                 "This release does not include a direct download.");
     case ApplicationUpdaterError::insecureDownload:
-        return u"The update download is not served over HTTPS."_s;
+        return QT_TRANSLATE_NOOP("ApplicationUpdaterError",
+                                 "The update download is not served over HTTPS.");
     case ApplicationUpdaterError::applicationRunning:
-        return u"Close Vantor Director before installing the update."_s;
+        return QT_TRANSLATE_NOOP("ApplicationUpdaterError",
+                                 "Close Vantor Director before installing the update.");
     case ApplicationUpdaterError::invalidArchive:
-        return u"The downloaded update does not contain Vantor Director."_s;
+        return QT_TRANSLATE_NOOP("ApplicationUpdaterError",
+                                 "The downloaded update does not contain Vantor Director.");
     case ApplicationUpdaterError::invalidBundle:
-        return u"The downloaded application identity is not valid."_s;
+        return QT_TRANSLATE_NOOP("ApplicationUpdaterError",
+                                 "The downloaded application identity is not valid.");
     case ApplicationUpdaterError::unexpectedVersion:
-        return u"The downloaded application version does not match the published release."_s;
+        return QT_TRANSLATE_NOOP(
+            "ApplicationUpdaterError",
+            "The downloaded application version does not match the published release.");
     case ApplicationUpdaterError::invalidSignature:
-        return u"The downloaded application’s code signature is not valid."_s;
+        return QT_TRANSLATE_NOOP("ApplicationUpdaterError",
+                                 "The downloaded application’s code signature is not valid.");
     case ApplicationUpdaterError::signingIdentityMismatch:
-        return u"The downloaded application is not signed by the same developer as the installed copy."_s;
+        return QT_TRANSLATE_NOOP("ApplicationUpdaterError",
+                                 "The downloaded application is not signed by the same developer "
+                                 "as the installed copy.");
     case ApplicationUpdaterError::preparedReleaseChanged:
-        return u"The downloaded update changed after it was checked. Download it again."_s;
+        return QT_TRANSLATE_NOOP(
+            "ApplicationUpdaterError",
+            "The downloaded update changed after it was checked. Download it again.");
     }
-    return {};
+    return "";
+}
+
+} // namespace
+
+QString errorDescription(ApplicationUpdaterError error) {
+    return QCoreApplication::translate("ApplicationUpdaterError", text(error));
 }
 
 LaunchError makeLaunchError(ApplicationUpdaterError error) {
-    return LaunchError(LaunchError::Domain::updater, int(error), errorDescription(error));
+    return LaunchError(error);
 }
 
 bool isUpdaterError(const LaunchError& error, ApplicationUpdaterError expected) {
-    return error.domain() == LaunchError::Domain::updater && error.code() == int(expected);
+    return error.is(expected);
 }

@@ -17,6 +17,9 @@ enum class ApplicationUpdaterError {
     preparedReleaseChanged,
 };
 
+constexpr LaunchError::Domain errorDomain(ApplicationUpdaterError) {
+    return LaunchError::Domain::updater;
+}
 QString errorDescription(ApplicationUpdaterError error);
 LaunchError makeLaunchError(ApplicationUpdaterError error);
 // Whether a caught error is this updater case.

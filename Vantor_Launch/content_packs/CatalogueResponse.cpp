@@ -3,6 +3,8 @@
 #include "content_packs/PackJson.h"
 #include "foundation/StrictJson.h"
 
+#include <QCoreApplication>
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -75,7 +77,9 @@ QList<ContentPack> decodeCatalogueResponse(const QByteArray& document, const QUr
             });
         pack.summary = product != products.end()
                            ? product->description
-                           : u"Content Pack details are available from Vantor Director."_s;
+                           : QCoreApplication::translate(
+                                 "CatalogueResponse",
+                                 "Content Pack details are available from Vantor Director.");
         catalogue.append(std::move(pack));
     }
     return catalogue;

@@ -4,6 +4,7 @@
 #include "foundation/LaunchError.h"
 #include "foundation/WorkFolder.h"
 
+#include <QCoreApplication>
 #include <QDateTime>
 #include <QDir>
 #include <QDirIterator>
@@ -121,7 +122,8 @@ void ContentStore::writeEntries(const QString& folder, QList<InstalledAsset> ent
         entries.append(std::move(entry));
 
     if (!QDir().mkpath(folder))
-        throw LaunchError::file(u"The content store folder could not be created."_s);
+        throw LaunchError::file(QCoreApplication::translate(
+            "ContentStore", "The content store folder could not be created."));
     FileSafety::writeAtomically(QDir(folder).filePath(manifestName),
                                 InstalledAsset::encodeCatalog(entries));
 }
@@ -137,8 +139,10 @@ QList<InstalledAsset> ContentStore::replacePackEntries(const QString& folder, co
                               QDateTime::currentDateTimeUtc().toString(u"yyyyMMdd-HHmmss"_s);
         if (!QFile::rename(manifest, aside))
             throw LaunchError::file(
-                u"The unreadable Content Pack manifest %1 could not be kept aside."_s.arg(
-                    manifest));
+                QCoreApplication::translate(
+                    "ContentStore",
+                    "The unreadable Content Pack manifest %1 could not be kept aside.")
+                    .arg(manifest));
     }
     QList<InstalledAsset> kept = current.value_or(QList<InstalledAsset>());
     QList<InstalledAsset> replaced;

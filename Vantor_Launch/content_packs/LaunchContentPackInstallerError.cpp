@@ -1,31 +1,56 @@
 #include "content_packs/LaunchContentPackInstallerError.h"
 
-using namespace Qt::StringLiterals;
+#include <QCoreApplication>
+
+using Case = LaunchContentPackInstallerError::Case;
+
+namespace {
+
+const char* text(Case error) {
+    switch (error) {
+    case Case::missingIntegrity:
+        return QT_TRANSLATE_NOOP("LaunchContentPackInstallerError",
+                                 "The server did not provide an integrity value for %1.");
+    case Case::integrityFailure:
+        return QT_TRANSLATE_NOOP("LaunchContentPackInstallerError",
+                                 "%1 failed its integrity check. Nothing was installed.");
+    case Case::rejected:
+        return QT_TRANSLATE_NOOP("LaunchContentPackInstallerError",
+                                 "The content server rejected the download (HTTP %1).");
+    case Case::packUnavailable:
+        return QT_TRANSLATE_NOOP(
+            "LaunchContentPackInstallerError",
+            "This Content Pack is not available to your account for download.");
+    case Case::unusableName:
+        return QT_TRANSLATE_NOOP("LaunchContentPackInstallerError",
+                                 "The content server described this Content Pack with names that "
+                                 "cannot be used as file names. Nothing was installed.");
+    }
+    return "";
+}
+
+} // namespace
+
+QString errorDescription(Case error) {
+    return QCoreApplication::translate("LaunchContentPackInstallerError", text(error));
+}
 
 LaunchError LaunchContentPackInstallerError::missingIntegrity(const QString& assetName) {
-    return LaunchError(LaunchError::Domain::installer, missingIntegrityCode,
-                       u"The server did not provide an integrity value for "_s + assetName +
-                           u"."_s);
+    return LaunchError(Case::missingIntegrity, assetName);
 }
 
 LaunchError LaunchContentPackInstallerError::integrityFailure(const QString& assetName) {
-    return LaunchError(LaunchError::Domain::installer, integrityFailureCode,
-                       assetName + u" failed its integrity check. Nothing was installed."_s);
+    return LaunchError(Case::integrityFailure, assetName);
 }
 
 LaunchError LaunchContentPackInstallerError::rejected(int httpStatus) {
-    return LaunchError(LaunchError::Domain::installer, httpStatus,
-                       u"The content server rejected the download (HTTP "_s +
-                           QString::number(httpStatus) + u")."_s);
+    return LaunchError(Case::rejected, QString::number(httpStatus));
 }
 
 LaunchError LaunchContentPackInstallerError::packUnavailable() {
-    return LaunchError(LaunchError::Domain::installer, packUnavailableCode,
-                       u"This Content Pack is not available to your account for download."_s);
+    return LaunchError(Case::packUnavailable);
 }
 
 LaunchError LaunchContentPackInstallerError::unusableName() {
-    return LaunchError(LaunchError::Domain::installer, unusableNameCode,
-                       u"The content server described this Content Pack with names that cannot "
-                       u"be used as file names. Nothing was installed."_s);
+    return LaunchError(Case::unusableName);
 }

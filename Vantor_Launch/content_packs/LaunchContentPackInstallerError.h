@@ -2,21 +2,28 @@
 
 #include "foundation/LaunchError.h"
 
-// The installer's own failures, as LaunchError values of the installer domain. The code tells the
-// cases apart; a rejected download carries its HTTP status as its code.
+// The installer's own failures, as LaunchError values of the installer domain whose code is the
+// case. The factories below are what the installer throws; Case is what callers test with
+// error.is(LaunchContentPackInstallerError::Case::...).
 class LaunchContentPackInstallerError {
 public:
-    enum Code {
-        missingIntegrityCode = -1,
-        integrityFailureCode = -2,
-        packUnavailableCode = -3,
-        unusableNameCode = -4,
+    enum class Case {
+        missingIntegrity, // %1: the asset
+        integrityFailure, // %1: the asset
+        rejected,         // %1: the HTTP status
+        packUnavailable,
+        // A pack id, pack version or asset id that would lead a file out of its folder.
+        unusableName,
     };
 
     static LaunchError missingIntegrity(const QString& assetName);
     static LaunchError integrityFailure(const QString& assetName);
     static LaunchError rejected(int httpStatus);
     static LaunchError packUnavailable();
-    // A pack id, pack version or asset id that would lead a file out of its folder.
     static LaunchError unusableName();
 };
+
+constexpr LaunchError::Domain errorDomain(LaunchContentPackInstallerError::Case) {
+    return LaunchError::Domain::installer;
+}
+QString errorDescription(LaunchContentPackInstallerError::Case error);

@@ -1,25 +1,25 @@
 #include "foundation/DomainEnums.h"
 
-using namespace Qt::StringLiterals;
+#include <QCoreApplication>
 
 namespace Launch {
 
 QString text(InstallationState state) {
     switch (state) {
     case InstallationState::notInstalled:
-        return u"Not installed"_s;
+        return QCoreApplication::translate("Launch", "Not installed");
     case InstallationState::current:
-        return u"Current"_s;
+        return QCoreApplication::translate("Launch", "Current");
     case InstallationState::updateAvailable:
-        return u"Update available"_s;
+        return QCoreApplication::translate("Launch", "Update available");
     case InstallationState::checking:
-        return u"Checking"_s;
+        return QCoreApplication::translate("Launch", "Checking");
     case InstallationState::stale:
-        return u"Offline / stale"_s;
+        return QCoreApplication::translate("Launch", "Offline / stale");
     case InstallationState::running:
-        return u"Running"_s;
+        return QCoreApplication::translate("Launch", "Running");
     case InstallationState::included:
-        return u"Included with Vantor Director"_s;
+        return QCoreApplication::translate("Launch", "Included with Vantor Director");
     }
     return {};
 }
@@ -27,17 +27,17 @@ QString text(InstallationState state) {
 QString text(PackInstallation installation) {
     switch (installation) {
     case PackInstallation::notInstalled:
-        return u"Not installed"_s;
+        return QCoreApplication::translate("Launch", "Not installed");
     case PackInstallation::installed:
-        return u"Installed"_s;
+        return QCoreApplication::translate("Launch", "Installed");
     case PackInstallation::updateAvailable:
-        return u"Update available"_s;
+        return QCoreApplication::translate("Launch", "Update available");
     case PackInstallation::downloading:
-        return u"Downloading"_s;
+        return QCoreApplication::translate("Launch", "Downloading");
     case PackInstallation::failed:
-        return u"Failed"_s;
+        return QCoreApplication::translate("Launch", "Failed");
     case PackInstallation::unavailable:
-        return u"Installer unavailable"_s;
+        return QCoreApplication::translate("Launch", "Installer unavailable");
     }
     return {};
 }
@@ -45,11 +45,11 @@ QString text(PackInstallation installation) {
 QString text(LaunchSection section) {
     switch (section) {
     case LaunchSection::overview:
-        return u"Overview"_s;
+        return QCoreApplication::translate("Launch", "Overview");
     case LaunchSection::packs:
-        return u"Content Packs"_s;
+        return QCoreApplication::translate("Launch", "Content Packs");
     case LaunchSection::help:
-        return u"Help"_s;
+        return QCoreApplication::translate("Launch", "Help");
     }
     return {};
 }
@@ -57,9 +57,9 @@ QString text(LaunchSection section) {
 QString text(PackFilter filter) {
     switch (filter) {
     case PackFilter::all:
-        return u"All"_s;
+        return QCoreApplication::translate("Launch", "All");
     case PackFilter::installed:
-        return u"Installed"_s;
+        return QCoreApplication::translate("Launch", "Installed");
     }
     return {};
 }
@@ -67,11 +67,11 @@ QString text(PackFilter filter) {
 QString text(DemoScenario scenario) {
     switch (scenario) {
     case DemoScenario::signedOut:
-        return u"Signed out"_s;
+        return QCoreApplication::translate("Launch", "Signed out");
     case DemoScenario::combined:
-        return u"Website: Director + Creator"_s;
+        return QCoreApplication::translate("Launch", "Website: Director + Creator");
     case DemoScenario::expiredSession:
-        return u"Expired session"_s;
+        return QCoreApplication::translate("Launch", "Expired session");
     }
     return {};
 }

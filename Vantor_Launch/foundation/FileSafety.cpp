@@ -2,6 +2,7 @@
 
 #include "foundation/LaunchError.h"
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -19,8 +20,9 @@ using namespace Qt::StringLiterals;
 namespace {
 
 [[noreturn]] void fail(const QString& what, const QString& path, int error) {
-    throw LaunchError::file(u"%1 %2 could not be written: %3"_s.arg(
-        what, QDir::toNativeSeparators(path), FileSafety::errorText(error)));
+    throw LaunchError::file(
+        QCoreApplication::translate("FileSafety", "%1 %2 could not be written: %3")
+            .arg(what, QDir::toNativeSeparators(path), FileSafety::errorText(error)));
 }
 
 bool writeAll(int descriptor, const QByteArray& bytes) {
@@ -63,7 +65,7 @@ void FileSafety::writeAtomically(const QString& path, const QByteArray& bytes) {
     const int descriptor =
         ::open(temporaryName.constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
     if (descriptor < 0)
-        fail(u"The file"_s, path, errno);
+        fail(QCoreApplication::translate("FileSafety", "The file"), path, errno);
 
     int error = 0;
     struct stat written {};
@@ -84,7 +86,7 @@ void FileSafety::writeAtomically(const QString& path, const QByteArray& bytes) {
         error = errno;
     if (error != 0) {
         ::unlink(temporaryName.constData());
-        fail(u"The file"_s, path, error);
+        fail(QCoreApplication::translate("FileSafety", "The file"), path, error);
     }
     FileSafety::flushFolder(folder);
 }
@@ -106,10 +108,12 @@ qint64 FileSafety::freeBytes(const QString& path) {
 QString FileSafety::notEnoughSpaceText(const QString& folder, qint64 neededBytes,
                                        qint64 freeBytes) {
     const QLocale locale = QLocale::c();
-    return u"There is not enough free space in %1: %2 are needed and %3 are free."_s.arg(
-        QDir::toNativeSeparators(folder),
-        locale.formattedDataSize(neededBytes, 1, QLocale::DataSizeSIFormat),
-        locale.formattedDataSize(std::max<qint64>(freeBytes, 0), 1, QLocale::DataSizeSIFormat));
+    return QCoreApplication::translate(
+               "FileSafety", "There is not enough free space in %1: %2 are needed and %3 are free.")
+        .arg(
+            QDir::toNativeSeparators(folder),
+            locale.formattedDataSize(neededBytes, 1, QLocale::DataSizeSIFormat),
+            locale.formattedDataSize(std::max<qint64>(freeBytes, 0), 1, QLocale::DataSizeSIFormat));
 }
 
 void FileSafety::requireFreeSpace(const QString& folder, qint64 neededBytes, qint64 marginBytes) {

@@ -4,11 +4,15 @@
 #include "foundation/ReferenceDate.h"
 #include "foundation/StrictJson.h"
 
+#include <QCoreApplication>
+
 using namespace Qt::StringLiterals;
 
 LaunchError LaunchAccountSnapshot::invalidSnapshotError() {
     return LaunchError(LaunchError::Domain::snapshot, 0,
-                       u"The operation couldn’t be completed. (AccountSnapshotError error 0.)"_s);
+                       QCoreApplication::translate(
+                           "LaunchAccountSnapshot",
+                           "The operation couldn’t be completed. (AccountSnapshotError error 0.)"));
 }
 
 const LaunchAccountSnapshot& LaunchAccountSnapshot::validated() const {

@@ -4,6 +4,7 @@
 #include "foundation/LaunchError.h"
 #include "foundation/StrictJson.h"
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -26,15 +27,23 @@ constexpr const char* codeSigningAnchorsKey = "codeSigningAnchors";
 QByteArray readCertificateFile(const QString& path) {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
-        throw LaunchError::file(u"The certificate file %1 could not be read."_s.arg(path));
+        throw LaunchError::file(
+            QCoreApplication::translate("LaunchConfiguration",
+                                        "The certificate file %1 could not be read.")
+                .arg(path));
     const QByteArray contents = file.read(maximumCertificateFileSize + 1);
     if (contents.size() > maximumCertificateFileSize)
-        throw LaunchError::file(u"The certificate file %1 is too large."_s.arg(path));
+        throw LaunchError::file(QCoreApplication::translate("LaunchConfiguration",
+                                                            "The certificate file %1 is too large.")
+                                    .arg(path));
     const QList<QSslCertificate> certificates = QSslCertificate::fromData(contents, QSsl::Pem);
     const bool allValid = std::none_of(certificates.cbegin(), certificates.cend(),
                                        [](const QSslCertificate& one) { return one.isNull(); });
     if (certificates.isEmpty() || !allValid)
-        throw LaunchError::file(u"The certificate file %1 holds no PEM certificate."_s.arg(path));
+        throw LaunchError::file(
+            QCoreApplication::translate("LaunchConfiguration",
+                                        "The certificate file %1 holds no PEM certificate.")
+                .arg(path));
     return contents;
 }
 
@@ -78,7 +87,10 @@ LaunchConfiguration LaunchConfiguration::production() {
 JsonObject LaunchConfiguration::readFile(const QString& path) {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
-        throw LaunchError::file(u"The configuration file %1 could not be read."_s.arg(path));
+        throw LaunchError::file(
+            QCoreApplication::translate("LaunchConfiguration",
+                                        "The configuration file %1 could not be read.")
+                .arg(path));
     const QByteArray contents = file.read(maximumConfigurationFileSize + 1);
     if (contents.size() > maximumConfigurationFileSize)
         throw LaunchError::decoding(u"The configuration file %1 is too large."_s.arg(path));
@@ -132,13 +144,17 @@ LaunchConfiguration LaunchConfiguration::fromDocument(const JsonObject& document
 QStringList LaunchConfiguration::integrationStatus() const {
     QStringList missing;
     if (!authenticationStartURL)
-        missing.append(u"Website authentication start endpoint and callback contract"_s);
+        missing.append(QCoreApplication::translate(
+            "LaunchConfiguration", "Website authentication start endpoint and callback contract"));
     if (!accountAPIBaseURL)
-        missing.append(u"Website account API schema contract"_s);
+        missing.append(QCoreApplication::translate("LaunchConfiguration",
+                                                   "Website account API schema contract"));
     if (!releaseMetadataURL)
-        missing.append(u"Release metadata contract"_s);
+        missing.append(
+            QCoreApplication::translate("LaunchConfiguration", "Release metadata contract"));
     if (!catalogueURL)
-        missing.append(u"Public Content Pack catalogue contract"_s);
+        missing.append(QCoreApplication::translate("LaunchConfiguration",
+                                                   "Public Content Pack catalogue contract"));
     return missing;
 }
 

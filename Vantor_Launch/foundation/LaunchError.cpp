@@ -1,8 +1,7 @@
 #include "foundation/LaunchError.h"
 
+#include <QCoreApplication>
 #include <QLoggingCategory>
-
-using namespace Qt::StringLiterals;
 
 Q_LOGGING_CATEGORY(lcFailures, "vantor.launch.failures")
 
@@ -13,64 +12,93 @@ LaunchError::LaunchError(Domain domain, int code, QString description, QString d
     , m_detail(std::move(detail))
     , m_utf8((m_detail.isEmpty() ? m_description : m_description + u' ' + m_detail).toUtf8()) {}
 
-LaunchError LaunchError::url(UrlCode code) {
-    QString text;
+namespace {
+
+// The context the tables below file their sentences under.
+constexpr const char* context = "LaunchError";
+
+const char* urlText(LaunchError::UrlCode code) {
     switch (code) {
-    case cancelled:
-        text = u"The operation was cancelled."_s;
-        break;
-    case badURL:
-        text = u"The address is not valid."_s;
-        break;
-    case timedOut:
-        text = u"The request timed out."_s;
-        break;
-    case unsupportedURL:
-        text = u"The address is not supported."_s;
-        break;
-    case cannotFindHost:
-        text = u"A server with the specified hostname could not be found."_s;
-        break;
-    case cannotConnectToHost:
-        text = u"Could not connect to the server."_s;
-        break;
-    case networkConnectionLost:
-        text = u"The network connection was lost."_s;
-        break;
-    case notConnectedToInternet:
-        text = u"The Internet connection appears to be offline."_s;
-        break;
-    case badServerResponse:
-        text = u"The server returned an unexpected response."_s;
-        break;
-    case cannotParseResponse:
-        text = u"The server’s response could not be read."_s;
-        break;
-    case cannotLoadFromNetwork:
-        text = u"The page could not be loaded from the network."_s;
-        break;
-    case userAuthenticationRequired:
-        text = u"Authentication is required to access this resource."_s;
-        break;
-    case secureConnectionFailed:
-        text = u"A secure connection to the server could not be made."_s;
-        break;
-    case unknown:
-        text = u"The request could not be completed."_s;
+    case LaunchError::cancelled:
+        return QT_TRANSLATE_NOOP("LaunchError", "The operation was cancelled.");
+    case LaunchError::badURL:
+        return QT_TRANSLATE_NOOP("LaunchError", "The address is not valid.");
+    case LaunchError::timedOut:
+        return QT_TRANSLATE_NOOP("LaunchError", "The request timed out.");
+    case LaunchError::unsupportedURL:
+        return QT_TRANSLATE_NOOP("LaunchError", "The address is not supported.");
+    case LaunchError::cannotFindHost:
+        return QT_TRANSLATE_NOOP("LaunchError",
+                                 "A server with the specified hostname could not be found.");
+    case LaunchError::cannotConnectToHost:
+        return QT_TRANSLATE_NOOP("LaunchError", "Could not connect to the server.");
+    case LaunchError::networkConnectionLost:
+        return QT_TRANSLATE_NOOP("LaunchError", "The network connection was lost.");
+    case LaunchError::notConnectedToInternet:
+        return QT_TRANSLATE_NOOP("LaunchError", "The Internet connection appears to be offline.");
+    case LaunchError::badServerResponse:
+        return QT_TRANSLATE_NOOP("LaunchError", "The server returned an unexpected response.");
+    case LaunchError::cannotParseResponse:
+        return QT_TRANSLATE_NOOP("LaunchError", "The server’s response could not be read.");
+    case LaunchError::cannotLoadFromNetwork:
+        return QT_TRANSLATE_NOOP("LaunchError", "The page could not be loaded from the network.");
+    case LaunchError::userAuthenticationRequired:
+        return QT_TRANSLATE_NOOP("LaunchError",
+                                 "Authentication is required to access this resource.");
+    case LaunchError::secureConnectionFailed:
+        return QT_TRANSLATE_NOOP("LaunchError",
+                                 "A secure connection to the server could not be made.");
+    case LaunchError::unknown:
         break;
     }
-    return LaunchError(Domain::url, code, text);
+    return QT_TRANSLATE_NOOP("LaunchError", "The request could not be completed.");
+}
+
+const char* websiteAPIText(WebsiteAPIError error) {
+    switch (error) {
+    case WebsiteAPIError::forbidden:
+        return QT_TRANSLATE_NOOP("LaunchError",
+                                 "The Vantor website refused this request for your account.");
+    case WebsiteAPIError::notFound:
+        return QT_TRANSLATE_NOOP(
+            "LaunchError",
+            "Content Pack installation is not yet available on the live Vantor API.");
+    }
+    return "";
+}
+
+const char* integrationText(ProductionIntegrationError error) {
+    switch (error) {
+    case ProductionIntegrationError::notConfigured:
+        return QT_TRANSLATE_NOOP("LaunchError", "%1 is not configured in this build.");
+    }
+    return "";
+}
+
+} // namespace
+
+QString errorDescription(WebsiteAPIError error) {
+    return QCoreApplication::translate(context, websiteAPIText(error));
+}
+
+QString errorDescription(ProductionIntegrationError error) {
+    return QCoreApplication::translate(context, integrationText(error));
+}
+
+LaunchError LaunchError::url(UrlCode code) {
+    return LaunchError(Domain::url, code, QCoreApplication::translate(context, urlText(code)));
 }
 
 LaunchError LaunchError::notConfigured(const QString& contractName) {
-    return LaunchError(Domain::integration, 0,
-                       contractName + u" is not configured in this build."_s);
+    return LaunchError(ProductionIntegrationError::notConfigured, contractName);
 }
 
 LaunchError LaunchError::decoding(const QString& detail) {
-    return LaunchError(Domain::decoding, 0,
-                       u"The data couldn’t be read because it isn’t in the correct format."_s,
-                       detail);
+    return LaunchError(
+        Domain::decoding, 0,
+        QCoreApplication::translate(
+            "LaunchError", "The data couldn’t be read because it isn’t in the correct format."),
+        detail);
 }
 
 LaunchError LaunchError::file(const QString& detail) {
@@ -84,7 +112,8 @@ bool LaunchError::isOffline() const {
 }
 
 QString LaunchError::unexpectedFailureDescription() {
-    return u"Vantor Launcher could not complete the operation."_s;
+    return QCoreApplication::translate("LaunchError",
+                                       "Vantor Launcher could not complete the operation.");
 }
 
 QString LaunchError::describe(const std::exception& error) {

@@ -3,6 +3,7 @@
 #include "foundation/FileSafety.h"
 #include "foundation/LaunchError.h"
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -82,7 +83,8 @@ bool stillLinked(int descriptor, const QString& path) {
 WorkFolder WorkFolder::create(const QString& parent, const QString& kind) {
     if (!QDir().mkpath(parent))
         throw LaunchError::file(
-            u"The folder %1 could not be created: %2"_s.arg(parent, FileSafety::errorText(errno)));
+            QCoreApplication::translate("WorkFolder", "The folder %1 could not be created: %2")
+                .arg(parent, FileSafety::errorText(errno)));
     for (;;) {
         const QString path =
             QDir(parent).filePath(QLatin1String(prefix) + kind + u'-' +
@@ -91,8 +93,9 @@ WorkFolder WorkFolder::create(const QString& parent, const QString& kind) {
         // The lock comes first: a folder without a held lock is a leftover to any sweeper.
         const int lock = lockFile(lockPath, true, true);
         if (lock < 0)
-            throw LaunchError::file(u"The folder %1 could not be prepared: %2"_s.arg(
-                parent, FileSafety::errorText(errno)));
+            throw LaunchError::file(
+                QCoreApplication::translate("WorkFolder", "The folder %1 could not be prepared: %2")
+                    .arg(parent, FileSafety::errorText(errno)));
         if (!stillLinked(lock, lockPath)) {
             ::close(lock);
             continue;
@@ -101,8 +104,9 @@ WorkFolder WorkFolder::create(const QString& parent, const QString& kind) {
             const int error = errno;
             QFile::remove(lockPath);
             ::close(lock);
-            throw LaunchError::file(u"The folder %1 could not be created: %2"_s.arg(
-                path, FileSafety::errorText(error)));
+            throw LaunchError::file(
+                QCoreApplication::translate("WorkFolder", "The folder %1 could not be created: %2")
+                    .arg(path, FileSafety::errorText(error)));
         }
         return WorkFolder(path, lock);
     }

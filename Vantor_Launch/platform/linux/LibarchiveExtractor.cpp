@@ -2,6 +2,7 @@
 
 #include "foundation/LaunchError.h"
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QDirIterator>
 #include <QFileInfo>
@@ -18,8 +19,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 #include <vector>
-
-using namespace Qt::StringLiterals;
 
 Q_LOGGING_CATEGORY(lcExtractor, "vantor.platform.extractor")
 
@@ -39,8 +38,10 @@ bool isDestinationFault(int error) {
 }
 
 [[noreturn]] void throwDestinationFault(const QString& destination, int error) {
-    throw LaunchError::file(u"The update could not be unpacked into %1: %2"_s.arg(
-        destination, QString::fromLocal8Bit(std::strerror(error))));
+    throw LaunchError::file(
+        QCoreApplication::translate("LibarchiveExtractor",
+                                    "The update could not be unpacked into %1: %2")
+            .arg(destination, QString::fromLocal8Bit(std::strerror(error))));
 }
 
 QList<QByteArray> components(const QByteArray& path) {
@@ -406,7 +407,9 @@ Completion completeFromDirectory(const QByteArray& root, const std::vector<Entry
 QString existingRoot(const QString& destination) {
     const QString root = QFileInfo(destination).canonicalFilePath();
     if (root.isEmpty())
-        throw LaunchError::file(u"The folder %1 does not exist."_s.arg(destination));
+        throw LaunchError::file(
+            QCoreApplication::translate("LibarchiveExtractor", "The folder %1 does not exist.")
+                .arg(destination));
     return root;
 }
 
@@ -439,8 +442,10 @@ ArchiveExtractor::Streamed LibarchiveExtractor::extractGrowing(const QString& ar
     source.checkpoint = &checkpoint;
     source.descriptor = ::open(QFile::encodeName(archivePath).constData(), O_RDONLY | O_CLOEXEC);
     if (source.descriptor < 0)
-        throw LaunchError::file(u"The download %1 could not be read: %2"_s.arg(
-            archivePath, QString::fromLocal8Bit(std::strerror(errno))));
+        throw LaunchError::file(
+            QCoreApplication::translate("LibarchiveExtractor",
+                                        "The download %1 could not be read: %2")
+                .arg(archivePath, QString::fromLocal8Bit(std::strerror(errno))));
 
     const std::unique_ptr<archive, ReaderDeleter> reader(archive_read_new());
     // Entries one after the other, as their own headers describe them.

@@ -15,7 +15,10 @@ Q_LOGGING_CATEGORY(lcSelfUpdater, "vantor.launch.selfupdater")
 
 namespace {
 
-const QString notConfiguredText = u"Launcher updates are not configured in this build."_s;
+// A function, not a constant: the translation is installed after static initialisation.
+QString notConfiguredText() {
+    return LinuxSelfUpdater::tr("Launcher updates are not configured in this build.");
+}
 
 // Sparkle splits a phased rollout into seven groups.
 constexpr int rolloutGroups = 7;
@@ -27,13 +30,25 @@ SelfUpdater::Offer offerFor(const AppcastRelease& release) {
 }
 
 QString announcementFor(const SelfUpdater::Offer& offer) {
-    QString text = u"Vantor Launcher "_s + offer.version +
-                   (offer.critical ? u" is a critical update."_s : u" is available."_s);
     if (!offer.downloadURL.isEmpty())
-        text += u" Download it from Help."_s;
-    else if (!offer.releasePageURL.isEmpty())
-        text += u" Its page is linked in Help."_s;
-    return text;
+        return offer.critical
+                   ? LinuxSelfUpdater::tr("Vantor Launcher %1 is a critical update. Download it "
+                                          "from Help.")
+                         .arg(offer.version)
+                   : LinuxSelfUpdater::tr("Vantor Launcher %1 is available. Download it from "
+                                          "Help.")
+                         .arg(offer.version);
+    if (!offer.releasePageURL.isEmpty())
+        return offer.critical
+                   ? LinuxSelfUpdater::tr("Vantor Launcher %1 is a critical update. Its page is "
+                                          "linked in Help.")
+                         .arg(offer.version)
+                   : LinuxSelfUpdater::tr("Vantor Launcher %1 is available. Its page is linked "
+                                          "in Help.")
+                         .arg(offer.version);
+    return offer.critical
+               ? LinuxSelfUpdater::tr("Vantor Launcher %1 is a critical update.").arg(offer.version)
+               : LinuxSelfUpdater::tr("Vantor Launcher %1 is available.").arg(offer.version);
 }
 
 } // namespace
@@ -51,7 +66,7 @@ LinuxSelfUpdater::LinuxSelfUpdater(Configuration configuration, QObject* parent)
         m_configuration.network = std::make_shared<QNetworkAccessManager>();
     connect(&m_schedule, &QTimer::timeout, this, &LinuxSelfUpdater::checkForUpdatesInBackground);
     if (!m_configuration.appcastURL)
-        setState(Status::notConfigured, notConfiguredText);
+        setState(Status::notConfigured, notConfiguredText());
 }
 
 LinuxSelfUpdater::~LinuxSelfUpdater() = default;
@@ -71,16 +86,16 @@ void LinuxSelfUpdater::checkForUpdatesInBackground() {
 
 QCoro::Task<> LinuxSelfUpdater::check(bool userInitiated) {
     if (!m_configuration.appcastURL) {
-        setState(Status::notConfigured, notConfiguredText);
+        setState(Status::notConfigured, notConfiguredText());
         if (userInitiated)
-            Q_EMIT announced(notConfiguredText);
+            Q_EMIT announced(notConfiguredText());
         co_return;
     }
     if (m_checking)
         co_return;
     const QUrl appcast = *m_configuration.appcastURL;
     if (appcast.scheme() != u"https"_s) {
-        const QString text = u"The launcher's update feed must use HTTPS."_s;
+        const QString text = tr("The launcher's update feed must use HTTPS.");
         setState(Status::failed, text);
         if (userInitiated)
             Q_EMIT announced(text);
@@ -88,7 +103,7 @@ QCoro::Task<> LinuxSelfUpdater::check(bool userInitiated) {
     }
 
     m_checking = true;
-    setState(Status::checking, u"Checking for launcher updates…"_s);
+    setState(Status::checking, tr("Checking for launcher updates…"));
     QPointer<LinuxSelfUpdater> guard(this);
     const auto network = m_configuration.network;
     const AppcastHost host{
@@ -120,16 +135,16 @@ QCoro::Task<> LinuxSelfUpdater::check(bool userInitiated) {
         if (tooLarge) {
             qCWarning(lcSelfUpdater)
                 << "Appcast larger than" << SelfUpdaterAppcast::maximumDocumentSize;
-            failure = u"The launcher's update feed could not be read."_s;
+            failure = tr("The launcher's update feed could not be read.");
         } else if (reply->error() != QNetworkReply::NoError || status < 200 || status > 299) {
             qCWarning(lcSelfUpdater) << "Appcast request failed:" << status << reply->errorString();
-            failure = u"The launcher's update feed could not be reached."_s;
+            failure = tr("The launcher's update feed could not be reached.");
         } else {
             newest = SelfUpdaterAppcast::newestRelease(reply->readAll(), host);
         }
     } catch (const std::exception& error) {
         qCWarning(lcSelfUpdater) << "Appcast unreadable:" << error.what();
-        failure = u"The launcher's update feed could not be read."_s;
+        failure = tr("The launcher's update feed could not be read.");
     }
     if (!guard)
         co_return;
@@ -150,7 +165,7 @@ QCoro::Task<> LinuxSelfUpdater::check(bool userInitiated) {
         co_return;
     }
     const QString text =
-        u"Vantor Launcher "_s + m_configuration.currentVersion + u" is up to date."_s;
+        tr("Vantor Launcher %1 is up to date.").arg(m_configuration.currentVersion);
     setState(Status::upToDate, text);
     if (userInitiated)
         Q_EMIT announced(text);

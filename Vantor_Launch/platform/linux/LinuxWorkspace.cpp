@@ -6,6 +6,7 @@
 #include "platform/linux/Pidfd.h"
 #include "platform/linux/ProcessWatch.h"
 
+#include <QCoreApplication>
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
@@ -144,8 +145,9 @@ QCoro::Task<> LinuxWorkspace::openURL(QUrl url, QUrl application, OpenOptions) {
     const auto executable = bundleExecutable(application);
     if (!executable ||
         !QProcess::startDetached(*executable, {url.toString(QUrl::FullyEncoded)}, QDir::homePath()))
-        throw LaunchError::file(
-            u"The application at %1 could not be opened."_s.arg(cleanLocalPath(application)));
+        throw LaunchError::file(QCoreApplication::translate(
+                                    "LinuxWorkspace", "The application at %1 could not be opened.")
+                                    .arg(cleanLocalPath(application)));
     co_return;
 }
 

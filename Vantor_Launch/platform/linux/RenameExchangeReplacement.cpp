@@ -4,6 +4,7 @@
 #include "foundation/LaunchError.h"
 
 #include <QByteArrayView>
+#include <QCoreApplication>
 #include <QDir>
 #include <QFileInfo>
 #include <QLoggingCategory>
@@ -36,7 +37,10 @@ void copyTree(const QString& from, const QString& to) {
     fs::copy(QFile::encodeName(from).toStdString(), QFile::encodeName(to).toStdString(),
              fs::copy_options::recursive | fs::copy_options::copy_symlinks, error);
     if (error)
-        fail(u"The update could not be copied beside the installed application"_s, error.value());
+        fail(QCoreApplication::translate(
+                 "RenameExchangeReplacement",
+                 "The update could not be copied beside the installed application"),
+             error.value());
 }
 
 // Puts a copied bundle's contents and names on disk before it takes the installed bundle's place,
@@ -46,12 +50,16 @@ void flushTree(const QString& root) {
     const int descriptor =
         ::open(QFile::encodeName(root).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (descriptor < 0)
-        fail(u"The update could not be written to disk"_s, errno);
+        fail(QCoreApplication::translate("RenameExchangeReplacement",
+                                         "The update could not be written to disk"),
+             errno);
     const bool flushed = ::syncfs(descriptor) == 0;
     const int error = errno;
     ::close(descriptor);
     if (!flushed)
-        fail(u"The update could not be written to disk"_s, error);
+        fail(QCoreApplication::translate("RenameExchangeReplacement",
+                                         "The update could not be written to disk"),
+             error);
 }
 
 constexpr QLatin1StringView journalSuffix(".journal");
@@ -95,7 +103,10 @@ void writeJournal(const QString& path, const QByteArray& bytes) {
     const QByteArray name = QFile::encodeName(unfinished);
     const int descriptor = ::open(name.constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
     if (descriptor < 0)
-        fail(u"The update could not be recorded before it was put in place"_s, errno);
+        fail(QCoreApplication::translate(
+                 "RenameExchangeReplacement",
+                 "The update could not be recorded before it was put in place"),
+             errno);
     bool written = true;
     for (qsizetype done = 0; written && done < bytes.size();) {
         const ssize_t count =
@@ -112,7 +123,10 @@ void writeJournal(const QString& path, const QByteArray& bytes) {
     }
     if (!written) {
         QFile::remove(unfinished);
-        fail(u"The update could not be recorded before it was put in place"_s, error);
+        fail(QCoreApplication::translate(
+                 "RenameExchangeReplacement",
+                 "The update could not be recorded before it was put in place"),
+             error);
     }
     FileSafety::flushFolder(QFileInfo(path).absolutePath());
 }
@@ -237,7 +251,9 @@ void RenameExchangeReplacement::moveByTwoRenames(const QString& installed,
     if (!renamePath(installed, backup)) {
         const int error = errno;
         removeJournal();
-        fail(u"The installed application could not be replaced"_s, error);
+        fail(QCoreApplication::translate("RenameExchangeReplacement",
+                                         "The installed application could not be replaced"),
+             error);
     }
     FileSafety::flushFolder(workFolder);
     FileSafety::flushFolder(parent);
@@ -249,7 +265,9 @@ void RenameExchangeReplacement::moveByTwoRenames(const QString& installed,
             FileSafety::flushFolder(parent);
             removeJournal();
         }
-        fail(u"The installed application could not be replaced"_s, error);
+        fail(QCoreApplication::translate("RenameExchangeReplacement",
+                                         "The installed application could not be replaced"),
+             error);
     }
     FileSafety::flushFolder(workFolder);
     FileSafety::flushFolder(parent);
@@ -265,10 +283,13 @@ QString RenameExchangeReplacement::replace(const QString& installed, const QStri
     const QFileInfo installedInfo(installed);
     if (!installedInfo.isDir() || installedInfo.isSymLink())
         throw LaunchError::file(
-            u"The installed application at %1 is not a folder."_s.arg(installed));
+            QCoreApplication::translate("RenameExchangeReplacement",
+                                        "The installed application at %1 is not a folder.")
+                .arg(installed));
     if (backupName.isEmpty() || backupName.contains(u'/') || backupName == installedInfo.fileName())
-        throw LaunchError::file(
-            u"The backup of %1 cannot be named %2."_s.arg(installed, backupName));
+        throw LaunchError::file(QCoreApplication::translate("RenameExchangeReplacement",
+                                                            "The backup of %1 cannot be named %2.")
+                                    .arg(installed, backupName));
     checkpoint(Step::cleanedLeftovers);
 
     // Staged in the installed bundle's own folder, under its name: renames need both on one file
@@ -278,14 +299,20 @@ QString RenameExchangeReplacement::replace(const QString& installed, const QStri
         parent.filePath(QLatin1String(workFolderPrefix) +
                         QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper());
     if (!QDir().mkdir(workFolder))
-        fail(u"The update could not be staged beside %1"_s.arg(installed), errno);
+        fail(QCoreApplication::translate("RenameExchangeReplacement",
+                                         "The update could not be staged beside %1")
+                 .arg(installed),
+             errno);
     const QString staged = QDir(workFolder).filePath(installedInfo.fileName());
     try {
         // Moved, its contents are on disk already (the caller's promise): only the folders whose
         // entries change are flushed, not the whole file system with everyone else's writes.
         if (!renamePath(replacement, staged)) {
             if (errno != EXDEV)
-                fail(u"The update could not be staged beside %1"_s.arg(installed), errno);
+                fail(QCoreApplication::translate("RenameExchangeReplacement",
+                                                 "The update could not be staged beside %1")
+                         .arg(installed),
+                     errno);
             copyTree(replacement, staged);
             flushTree(staged);
         }
@@ -308,7 +335,9 @@ QString RenameExchangeReplacement::replace(const QString& installed, const QStri
             qCInfo(lcReplacement) << "No exchange of names here; replacing by two renames";
             moveByTwoRenames(installedInfo.absoluteFilePath(), workFolder, backupName);
         } else {
-            fail(u"The installed application could not be replaced"_s, exchangeError);
+            fail(QCoreApplication::translate("RenameExchangeReplacement",
+                                             "The installed application could not be replaced"),
+                 exchangeError);
         }
     } catch (...) {
         // While a journal names it, the work folder may hold the only copy of the bundle.
