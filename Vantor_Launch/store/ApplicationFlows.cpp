@@ -42,7 +42,11 @@ QCoro::Task<> ApplicationFlows::refreshApplications() {
     co_await discover();
     if (!ticket.stillApplies())
         co_return;
+    const QPointer<ApplicationFlows> alive(this);
     co_await m_store.updateFlow().checkDirectorRelease();
+    // Gone with its store, which a restart may have replaced meanwhile.
+    if (!alive)
+        co_return;
     // Not dropped when a start() came meanwhile: a queued update waits for exactly this refresh,
     // and resumeQueuedUpdate() looks at the running copies afresh.
     co_await m_store.updateFlow().resumeQueuedUpdate();

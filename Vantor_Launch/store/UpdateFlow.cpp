@@ -298,17 +298,22 @@ QCoro::Task<> UpdateFlow::installUpdate(InstalledApp app) {
     };
     bool cancelled = false;
     bool installing = false;
+    const QPointer<UpdateFlow> alive(this);
     try {
         std::optional<PreparedRelease> prepared;
         if (m_prepared && m_prepared->release == chosenRelease)
             prepared = m_prepared;
         else
             prepared = co_await updater->preparedRelease(chosenRelease, installed);
+        if (!alive)
+            co_return;
         if (!prepared) {
             m_store.setMessage(tr("Downloading Vantor Director %1…").arg(chosenRelease.version));
             prepared =
                 co_await updater->prepareUpdate(chosenRelease, installed, identifiers, control);
         }
+        if (!alive)
+            co_return;
         setPrepared(prepared);
 
         if (!runningCopiesAt(app).isEmpty()) {
@@ -331,6 +336,8 @@ QCoro::Task<> UpdateFlow::installUpdate(InstalledApp app) {
         installing = true;
         m_store.setMessage(tr("Installing Vantor Director %1…").arg(chosenRelease.version));
         co_await updater->installPrepared(*prepared, installed, identifiers);
+        if (!alive)
+            co_return;
         setPrepared(std::nullopt);
     } catch (const LaunchError& error) {
         cancelled = error.isUrlError(LaunchError::cancelled) && transfer->cancelRequested();
@@ -338,6 +345,9 @@ QCoro::Task<> UpdateFlow::installUpdate(InstalledApp app) {
     } catch (const std::exception& error) {
         failure = LaunchError::describe(error);
     }
+    // Gone with its store: the outcome is on disk, and nobody is left to tell.
+    if (!alive)
+        co_return;
     // A failed exchange leaves nothing prepared: the updater has discarded what it refused.
     if (failure && installing)
         setPrepared(std::nullopt);
