@@ -139,10 +139,6 @@ QCoro::Task<> PackFlows::installPack(QString packID) {
         transfer->deleteLater();
     });
     TransferControl control = transfer->control();
-    control.committing = [guard = QPointer<Transfer>(transfer)] {
-        if (guard)
-            guard->setCancellable(false);
-    };
     std::optional<QString> failure;
     bool cancelled = false;
     try {

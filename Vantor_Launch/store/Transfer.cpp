@@ -44,6 +44,10 @@ TransferControl Transfer::control() {
         if (self)
             self->record(received, expected);
     };
+    control.committing = [self = QPointer<Transfer>(this)] {
+        if (self)
+            self->setCancellable(false);
+    };
     return control;
 }
 

@@ -38,7 +38,8 @@ public:
     bool cancellable() const { return m_cancellable && !cancelRequested(); }
     bool cancelRequested() const { return m_cancellation->isCancelled(); }
 
-    // What the service is handed: its progress lands here, its cancellation is this one's.
+    // What the service is handed: its progress lands here, its cancellation is this one's, and
+    // its commit ends the offer to cancel.
     TransferControl control();
     void record(qint64 received, qint64 expected);
     void setCancellable(bool cancellable);

@@ -151,17 +151,20 @@ void UpdateFlow::dismissRunningUpdatePrompt() {
     setRunningUpdatePromptAppID(std::nullopt);
 }
 
-QList<RunningApplication> UpdateFlow::runningCopiesAt(const InstalledApp& app) const {
+// Read off the main thread where finding the running copies reads /proc.
+QCoro::Task<QList<RunningApplication>> UpdateFlow::runningCopiesAt(InstalledApp app) const {
     QList<RunningApplication> copies;
     if (!app.path)
-        return copies;
+        co_return copies;
     const QString path = bundleIdentity(*app.path);
-    for (const RunningApplication& running :
-         m_store.services().workspace->runningApplications(app.bundleIdentifier)) {
-        if (bundleIdentity(running.bundleURL) == path)
-            copies.append(running);
+    const auto workspace = m_store.services().workspace;
+    const QList<RunningApplication> running =
+        co_await workspace->findRunningApplications(app.bundleIdentifier);
+    for (const RunningApplication& copy : running) {
+        if (bundleIdentity(copy.bundleURL) == path)
+            copies.append(copy);
     }
-    return copies;
+    co_return copies;
 }
 
 void UpdateFlow::confirmRunningUpdate() {
@@ -185,8 +188,7 @@ void UpdateFlow::confirmRunningUpdate() {
     m_store.runDetached(installUpdate(*app));
 }
 
-bool UpdateFlow::closeRunningCopies(const InstalledApp& app) {
-    const QList<RunningApplication> copies = runningCopiesAt(app);
+bool UpdateFlow::closeRunningCopies(const QList<RunningApplication>& copies) {
     for (const RunningApplication& copy : copies) {
         if (!m_store.services().workspace->terminate(copy))
             return false;
@@ -198,7 +200,10 @@ QCoro::Task<> UpdateFlow::resumeQueuedUpdate() {
     if (!m_queuedUpdateApplication || m_store.demoEnabled())
         co_return;
     InstalledApp app = *m_queuedUpdateApplication;
-    if (!runningCopiesAt(app).isEmpty())
+    const QPointer<UpdateFlow> alive(this);
+    const QList<RunningApplication> copies = co_await runningCopiesAt(app);
+    // Another refresh may have taken the queued update meanwhile.
+    if (!alive || !copies.isEmpty() || m_queuedUpdateApplication != app)
         co_return;
     app.isRunning = false;
     setQueuedUpdateApplication(std::nullopt);
@@ -292,10 +297,6 @@ QCoro::Task<> UpdateFlow::installUpdate(InstalledApp app) {
     const QUrl installed = *app.path;
     const QStringList identifiers = m_store.configuration().director.bundleIdentifiers;
     TransferControl control = transfer->control();
-    control.committing = [guard = QPointer<Transfer>(transfer)] {
-        if (guard)
-            guard->setCancellable(false);
-    };
     bool cancelled = false;
     bool installing = false;
     const QPointer<UpdateFlow> alive(this);
@@ -316,12 +317,15 @@ QCoro::Task<> UpdateFlow::installUpdate(InstalledApp app) {
             co_return;
         setPrepared(prepared);
 
-        if (!runningCopiesAt(app).isEmpty()) {
+        const QList<RunningApplication> copies = co_await runningCopiesAt(app);
+        if (!alive)
+            co_return;
+        if (!copies.isEmpty()) {
             // Only the exchange remains: now Director is closed, if the user agreed; the
             // termination brings the update back here.
             if (m_closeAgreedAppID != app.id) {
                 setRunningUpdatePromptAppID(app.id);
-            } else if (closeRunningCopies(app)) {
+            } else if (closeRunningCopies(copies)) {
                 setQueuedUpdateApplication(app);
                 setReopenAfterUpdateAppID(app.id);
                 m_store.setMessage(tr("Closing Vantor Director before installing the update…"));

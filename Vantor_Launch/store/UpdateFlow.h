@@ -89,15 +89,15 @@ private:
     void setAvailableDirectorRelease(std::optional<AvailableApplicationRelease> release);
     void setTransfer(Transfer* transfer);
     void markApp(const QString& appID, Launch::InstallationState state);
-    QList<RunningApplication> runningCopiesAt(const InstalledApp& app) const;
+    QCoro::Task<QList<RunningApplication>> runningCopiesAt(InstalledApp app) const;
     QCoro::Task<std::optional<AvailableApplicationRelease>> releaseForUpdate();
     QCoro::Task<> prepareInBackground(InstalledApp app, AvailableApplicationRelease release);
     void followRelease(const InstalledApp& app,
                        const std::optional<AvailableApplicationRelease>& release,
                        ReleaseDecision decision);
     void setPrepared(std::optional<PreparedRelease> prepared);
-    // Asks every running copy at the app's path to quit; false when one could not be asked.
-    bool closeRunningCopies(const InstalledApp& app);
+    // Asks every copy to quit; false when one could not be asked, or there was none.
+    bool closeRunningCopies(const QList<RunningApplication>& copies);
     static QString updaterMissingDescription();
 
     QString runningUpdatePromptAppIDForView() const {
