@@ -11,7 +11,7 @@ packages=(
   qml6-module-qtqml qml6-module-qtqml-models qml6-module-qtquick-shapes
   qml6-module-qttest qml6-module-qtcore qml6-module-qt-labs-settings
   qt6-image-formats-plugins libqt6svg6 qcoro-qt6-dev qtkeychain-qt6-dev libsecret-1-0
-  libplist-dev libarchive-dev libssl-dev libcpp-httplib-dev nlohmann-json3-dev
+  libplist-dev libarchive-dev libssl-dev libcurl4-openssl-dev libcpp-httplib-dev nlohmann-json3-dev
   openssl xvfb xauth dbus dbus-x11 gnome-keyring libsecret-tools clang-format
   # the icons drawn at build time, the Debian package and its test
   librsvg2-bin dpkg-dev file desktop-file-utils appstream xdg-utils

@@ -1,43 +1,33 @@
 #include "foundation/StreamingDownload.h"
 
 #include "foundation/FileSafety.h"
-#include "foundation/HttpTransfer.h"
+#include "foundation/HttpsBodyReceiver.h"
+#include "foundation/TrustingNetworkAccessManager.h"
+#include "foundation/Worker.h"
 
 #include <QCoroFuture>
-#include <QCoroNetworkReply>
-#include <QDeadlineTimer>
-#include <QElapsedTimer>
 #include <QFile>
-#include <QNetworkAccessManager>
-#include <QNetworkReply>
-#include <QPromise>
+#include <QNetworkRequest>
 #include <QTimer>
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
-#include <condition_variable>
-#include <deque>
 #include <fcntl.h>
-#include <mutex>
 #include <openssl/evp.h>
-#include <thread>
 #include <unistd.h>
 
 using namespace Qt::StringLiterals;
 
 namespace {
 
-// What the reply may hold for us; beyond it Qt stops reading from the connection.
-constexpr qint64 readBufferBytes = 2 * 1024 * 1024;
-// The most the main thread takes off the reply at once: few hand-overs, no long copy.
-constexpr qint64 pieceBytes = 1024 * 1024;
-// What may wait for the disk per download; beyond it the main thread stops reading.
-constexpr qint64 maximumPending = 8 * 1024 * 1024;
+// How often the main thread passes on the progress of a running transfer.
+constexpr int progressMilliseconds = 200;
 // A durable file is pushed to the disk every this many bytes, so that the final flush finds
-// little left to write and the dirty pages never pile up.
+// little left to write, and the window before is let go of once on the disk: a large file then
+// passes through a few megabytes of cache used again and again, not through fresh memory.
 constexpr qint64 writeBackBytes = 8 * 1024 * 1024;
 
-// Only ever touched by the download's writer thread.
+// The file being written, touched by one thread at a time: a worker opens, finishes and closes
+// it, and the receiving thread of each request appends to it.
 struct Sink {
     int descriptor = -1;
     EVP_MD_CTX* digest = nullptr;
@@ -45,6 +35,7 @@ struct Sink {
     bool durable = false;
     qint64 written = 0;
     qint64 writtenBack = 0;
+    qint64 settled = 0;
 
     ~Sink() {
         close();
@@ -68,11 +59,10 @@ struct Sink {
         }
         return true;
     }
-    bool append(const QByteArray& chunk) {
-        qsizetype offset = 0;
-        while (offset < chunk.size()) {
-            const ssize_t count =
-                ::write(descriptor, chunk.constData() + offset, size_t(chunk.size() - offset));
+    bool append(const char* data, qint64 size) {
+        qint64 offset = 0;
+        while (offset < size) {
+            const ssize_t count = ::write(descriptor, data + offset, size_t(size - offset));
             if (count < 0 && errno == EINTR)
                 continue;
             if (count <= 0) {
@@ -81,14 +71,22 @@ struct Sink {
             }
             offset += count;
         }
-        written += chunk.size();
-        if (digest && EVP_DigestUpdate(digest, chunk.constData(), size_t(chunk.size())) != 1) {
+        written += size;
+        if (digest && EVP_DigestUpdate(digest, data, size_t(size)) != 1) {
             error = EIO;
             return false;
         }
 #ifdef __linux__
-        // Starts the write-back without waiting for it; the flush at the end waits for all.
+        // Starts the write-back of this window without waiting for it; the last window has had
+        // its time, and what is left of it is waited for.
         if (durable && written - writtenBack >= writeBackBytes) {
+            if (writtenBack > settled) {
+                ::sync_file_range(descriptor, settled, writtenBack - settled,
+                                  SYNC_FILE_RANGE_WAIT_BEFORE | SYNC_FILE_RANGE_WRITE |
+                                      SYNC_FILE_RANGE_WAIT_AFTER);
+                ::posix_fadvise(descriptor, settled, writtenBack - settled, POSIX_FADV_DONTNEED);
+                settled = writtenBack;
+            }
             ::sync_file_range(descriptor, writtenBack, written - writtenBack,
                               SYNC_FILE_RANGE_WRITE);
             writtenBack = written;
@@ -102,7 +100,7 @@ struct Sink {
             error = errno;
             return false;
         }
-        written = writtenBack = 0;
+        written = writtenBack = settled = 0;
         if (digest && EVP_DigestInit_ex(digest, EVP_sha256(), nullptr) != 1) {
             error = ENOMEM;
             return false;
@@ -136,174 +134,6 @@ struct Sink {
     }
 };
 
-// Hands the chunks to one thread of the download's own, which writes and hashes them in order
-// while the main thread reads on. Its own thread, not a pool's: a pool shared with other work
-// (and only as wide as the machine) would queue each chunk behind unrelated tasks. What is
-// queued is bounded: the main thread stops reading once `maximumPending` bytes wait.
-class Writer {
-public:
-    Writer()
-        : m_state(std::make_shared<State>()) {}
-    Writer(const Writer&) = delete;
-    Writer& operator=(const Writer&) = delete;
-    // A download that ends early drops what is still queued and lets the thread close the file
-    // on its own; the main thread never waits on the disk.
-    ~Writer() { m_state->abandon(); }
-
-    // Starts the thread, which opens the file first.
-    QFuture<bool> open(const QString& path, bool hash, bool durable) {
-        QFuture<bool> opened = submit<bool>(
-            [path, hash, durable](Sink& sink) { return sink.open(path, hash, durable); });
-        std::thread([state = m_state] { state->run(); }).detach();
-        return opened;
-    }
-    void append(QByteArray chunk) {
-        const std::lock_guard lock(m_state->mutex);
-        m_state->pending += chunk.size();
-        m_state->queue.push_back({std::move(chunk), {}});
-        m_state->changed.notify_one();
-    }
-    qint64 pending() const {
-        const std::lock_guard lock(m_state->mutex);
-        return m_state->pending;
-    }
-    bool failed() const {
-        const std::lock_guard lock(m_state->mutex);
-        return m_state->failed;
-    }
-    int error() const {
-        const std::lock_guard lock(m_state->mutex);
-        return m_state->sink.error;
-    }
-    // Ready once the queue has drained to half, the file failed, or wake() was called.
-    QFuture<void> room() {
-        const std::lock_guard lock(m_state->mutex);
-        if (m_state->pending <= maximumPending / 2 || m_state->failed)
-            return QtFuture::makeReadyFuture();
-        m_state->room = std::make_shared<QPromise<void>>();
-        m_state->room->start();
-        return m_state->room->future();
-    }
-    // Ends a wait for room early, for a cancellation that must not wait on the disk. Safe to
-    // call after the writer is gone.
-    std::function<void()> waker() const {
-        return [weak = std::weak_ptr<State>(m_state)] {
-            if (const auto state = weak.lock()) {
-                const std::lock_guard lock(state->mutex);
-                state->release();
-            }
-        };
-    }
-    QFuture<bool> restart() {
-        return submit<bool>([](Sink& sink) { return sink.restart(); });
-    }
-    QFuture<std::optional<QString>> finish() {
-        return submit<std::optional<QString>>([](Sink& sink) { return sink.finish(); });
-    }
-    // Drops what is queued and closes the file; ready once it is closed, so that whoever removes
-    // or writes the file next finds no write of ours still to come.
-    QFuture<void> close() {
-        const std::lock_guard lock(m_state->mutex);
-        m_state->dropQueue();
-        m_state->closing = true;
-        m_state->changed.notify_one();
-        return m_state->closed.future();
-    }
-
-private:
-    struct Item {
-        QByteArray chunk;
-        // Runs in turn with the chunks, for what must follow them (a restart, the flush).
-        std::function<void(Sink&)> task;
-    };
-
-    struct State {
-        mutable std::mutex mutex;
-        std::condition_variable changed;
-        std::deque<Item> queue;
-        qint64 pending = 0;
-        bool failed = false;
-        bool closing = false;
-        std::shared_ptr<QPromise<void>> room;
-        QPromise<void> closed;
-        // Only the thread touches the sink (its error is read under the mutex once failed).
-        Sink sink;
-
-        State() { closed.start(); }
-
-        void release() {
-            if (!room)
-                return;
-            room->finish();
-            room.reset();
-        }
-        void dropQueue() {
-            queue.clear();
-            pending = 0;
-            release();
-        }
-        void abandon() {
-            const std::lock_guard lock(mutex);
-            dropQueue();
-            closing = true;
-            changed.notify_one();
-        }
-
-        void run() {
-            std::unique_lock lock(mutex);
-            for (;;) {
-                changed.wait(lock, [this] { return !queue.empty() || closing; });
-                if (queue.empty())
-                    break;
-                Item item = std::move(queue.front());
-                queue.pop_front();
-                const bool skip = failed;
-                lock.unlock();
-                bool ok = true;
-                if (item.task)
-                    item.task(sink);
-                else if (!skip)
-                    ok = sink.append(item.chunk);
-                const qsizetype size = item.chunk.size();
-                item = {};
-                lock.lock();
-                if (!ok)
-                    failed = true;
-                pending -= std::min<qint64>(pending, size);
-                if (failed || pending <= maximumPending / 2)
-                    release();
-            }
-            lock.unlock();
-            sink.close();
-            closed.finish();
-        }
-    };
-
-    template <typename T, typename Work>
-    QFuture<T> submit(Work work) {
-        auto promise = std::make_shared<QPromise<T>>();
-        promise->start();
-        QFuture<T> future = promise->future();
-        const std::lock_guard lock(m_state->mutex);
-        m_state->queue.push_back({{}, [promise, work = std::move(work)](Sink& sink) {
-                                      promise->addResult(work(sink));
-                                      promise->finish();
-                                  }});
-        m_state->changed.notify_one();
-        return future;
-    }
-
-    std::shared_ptr<State> m_state;
-};
-
-struct LaterDeleter {
-    void operator()(QNetworkReply* reply) const {
-        reply->disconnect();
-        reply->abort();
-        reply->deleteLater();
-    }
-};
-
 LaunchError notWritten(const QString& path, int error) {
     return LaunchError::file(u"The download could not be saved to %1: %2"_s.arg(
         path, FileSafety::errorText(error ? error : EIO)));
@@ -315,14 +145,18 @@ bool isPrintable(const QByteArray& text) {
 
 // What If-Range may name: a strong entity tag, else the date of the last change. A weak tag, or
 // one too odd to send back, names nothing, and the transfer cannot resume.
-QByteArray validatorOf(const QNetworkReply& reply) {
-    const QByteArray tag = reply.rawHeader("ETag").trimmed();
+QByteArray validatorOf(const HttpsBodyReceiver::Head& head) {
+    const QByteArray& tag = head.entityTag;
     if (tag.size() >= 2 && tag.size() <= 256 && tag.startsWith('"') && tag.endsWith('"') &&
         isPrintable(tag) && tag.count('"') == 2)
         return tag;
-    const QByteArray modified = reply.rawHeader("Last-Modified").trimmed();
-    if (!tag.isEmpty() || modified.size() > 64 || !isPrintable(modified) ||
-        !reply.header(QNetworkRequest::LastModifiedHeader).toDateTime().isValid())
+    const QByteArray& modified = head.lastModified;
+    if (!tag.isEmpty() || modified.size() > 64 || !isPrintable(modified))
+        return {};
+    // Qt reads the HTTP date forms when the header is set on a request.
+    QNetworkRequest parsed;
+    parsed.setRawHeader("Last-Modified", modified);
+    if (!parsed.header(QNetworkRequest::LastModifiedHeader).toDateTime().isValid())
         return {};
     return modified;
 }
@@ -336,8 +170,9 @@ std::optional<qint64> decimal(QByteArrayView digits) {
 
 // A 206 continues the file only as "bytes FROM-(LENGTH-1)/LENGTH", FROM being what is already
 // here and LENGTH what the file's first answer announced.
-bool continuesAt(const QNetworkReply& reply, qint64 from, qint64 length, qint64 bodyLength) {
-    const QByteArray range = reply.rawHeader("Content-Range").trimmed();
+bool continuesAt(const HttpsBodyReceiver::Head& head, qint64 from, qint64 length) {
+    const QByteArray& range = head.contentRange;
+    const qint64 bodyLength = head.contentLength;
     if (!range.startsWith("bytes "))
         return false;
     const QByteArrayView rest = QByteArrayView(range).sliced(6);
@@ -352,65 +187,26 @@ bool continuesAt(const QNetworkReply& reply, qint64 from, qint64 length, qint64 
            (bodyLength < 0 || bodyLength == length - from);
 }
 
-// Ends a transfer that stalls or crawls. Runs on the main thread beside the read loop.
-class Watchdog {
-public:
-    Watchdog(QNetworkReply* reply, StreamingDownload::Limits limits)
-        : m_limits(limits) {
-        m_sinceProgress.start();
-        m_window.start();
-        m_timer.setInterval(std::min(1000, std::max(50, limits.stallMilliseconds / 4)));
-        QObject::connect(&m_timer, &QTimer::timeout, reply, [this, reply] {
-            if (m_held) {
-                m_sinceProgress.restart();
-                m_window.restart();
-                m_inWindow = 0;
-                return;
-            }
-            const bool stalled = m_sinceProgress.elapsed() > m_limits.stallMilliseconds;
-            bool crawling = false;
-            if (m_window.elapsed() >= m_limits.floorWindowMilliseconds) {
-                crawling = m_inWindow < m_limits.floorBytes;
-                m_window.restart();
-                m_inWindow = 0;
-            }
-            if ((stalled || crawling) && !m_expired) {
-                m_expired = true;
-                reply->abort();
-            }
-        });
-        m_timer.start();
-    }
-    void received(qint64 bytes) {
-        m_sinceProgress.restart();
-        m_inWindow += bytes;
-    }
-    // While the disk holds the transfer back, the server is not to blame for the silence.
-    void hold(bool held) {
-        m_held = held;
-        m_sinceProgress.restart();
-    }
-    bool expired() const { return m_expired; }
-
-private:
-    StreamingDownload::Limits m_limits;
-    QTimer m_timer;
-    QElapsedTimer m_sinceProgress;
-    QElapsedTimer m_window;
-    qint64 m_inWindow = 0;
-    bool m_expired = false;
-    bool m_held = false;
+// What one request's body may still hand on, set by the main thread before the body proceeds and
+// read by the receiving thread after.
+struct Budget {
+    // -1: no bound.
+    qint64 allowed = -1;
+    qint64 taken = 0;
+    bool exceeded = false;
 };
 
-} // namespace
+// The trust the manager applies, for the transfers made beside it.
+QByteArray authoritiesOf(const QNetworkAccessManager& network) {
+    const auto* trusting = dynamic_cast<const TrustingNetworkAccessManager*>(&network);
+    return trusting ? trusting->authoritiesPem() : QByteArray();
+}
 
-namespace {
-
-// The body into the writer, across resumptions; the bytes received. Whatever it throws, the
-// writer may still hold chunks of it.
-QCoro::Task<qint64> receive(QNetworkAccessManager& network, const QUrl& url,
-                            const QString& filePath, const StreamingDownload::Options& options,
-                            Writer& writer) {
+// The body into the sink, across resumptions; the bytes received. Each request's thread has
+// ended before the next starts and before this returns or throws, so that nothing of it touches
+// the file afterwards.
+QCoro::Task<qint64> receive(QByteArray authorities, QUrl url, QString filePath,
+                            const StreamingDownload::Options& options, std::shared_ptr<Sink> sink) {
     const auto tooLarge = [&options] {
         return options.tooLarge ? options.tooLarge()
                                 : LaunchError::url(LaunchError::badServerResponse);
@@ -422,57 +218,52 @@ QCoro::Task<qint64> receive(QNetworkAccessManager& network, const QUrl& url,
     QByteArray validator;
     int resumptionsLeft = options.resumeAttempts;
     bool resuming = false;
-    QElapsedTimer sinceReport;
-    sinceReport.start();
     for (;;) {
         // A cancellation between two requests reaches neither.
         if (options.cancellation)
             options.cancellation->throwIfCancelled();
-        QNetworkRequest request(url);
-        request.setAttribute(QNetworkRequest::CacheLoadControlAttribute,
-                             QNetworkRequest::AlwaysNetwork);
-        request.setAttribute(QNetworkRequest::CacheSaveControlAttribute, false);
+        HttpsBodyReceiver::Request request;
+        request.url = url;
+        request.authorities = authorities;
+        request.stallMilliseconds = options.limits.stallMilliseconds;
+        request.floorBytes = options.limits.floorBytes;
+        request.floorWindowMilliseconds = options.limits.floorWindowMilliseconds;
         // Offsets and lengths must count the file's own bytes, never a compressed form of them.
-        request.setRawHeader("Accept-Encoding", "identity");
+        request.headers.append(
+            {QByteArrayLiteral("Accept-Encoding"), QByteArrayLiteral("identity")});
         if (resuming) {
-            request.setRawHeader("Range", "bytes=" + QByteArray::number(received) + '-');
-            request.setRawHeader("If-Range", validator);
+            request.headers.append(
+                {QByteArrayLiteral("Range"), "bytes=" + QByteArray::number(received) + '-'});
+            request.headers.append({QByteArrayLiteral("If-Range"), validator});
         }
-        const std::unique_ptr<QNetworkReply, LaterDeleter> reply(network.get(request));
-        reply->setReadBufferSize(readBufferBytes);
-        Watchdog watchdog(reply.get(), options.limits);
-        if (options.cancellation) {
-            QObject::connect(options.cancellation.get(), &Cancellation::cancelled, reply.get(),
-                             &QNetworkReply::abort);
-            QObject::connect(options.cancellation.get(), &Cancellation::cancelled, reply.get(),
-                             writer.waker());
-        }
+        const auto budget = std::make_shared<Budget>();
+        HttpsBodyReceiver receiver(
+            std::move(request), [sink, budget](const char* data, qint64 size) {
+                if (budget->allowed >= 0 && budget->taken + size > budget->allowed) {
+                    budget->exceeded = true;
+                    return false;
+                }
+                budget->taken += size;
+                return sink->append(data, size);
+            });
+        // Ends the connections below with this request.
+        QObject requestScope;
+        if (options.cancellation)
+            QObject::connect(options.cancellation.get(), &Cancellation::cancelled, &requestScope,
+                             [&receiver] { receiver.abort(); });
+        QTimer reporter;
+        reporter.setInterval(progressMilliseconds);
 
-        qint64 arrived = 0;
-        bool accepted = false;
-        for (;;) {
-            if (writer.pending() >= maximumPending) {
-                watchdog.hold(true);
-                QFuture<void> room = writer.room();
-                co_await room;
-                watchdog.hold(false);
-                if (options.cancellation)
-                    options.cancellation->throwIfCancelled();
-                if (writer.failed())
-                    throw notWritten(filePath, writer.error());
-                continue;
-            }
-            if (reply->bytesAvailable() == 0 && !reply->isFinished())
-                co_await qCoro(reply.get()).waitForReadyRead(std::chrono::milliseconds{-1});
-
-            const QVariant status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
-            if (status.isValid() && !accepted) {
-                accepted = true;
-                const int code = status.toInt();
-                const QVariant length = reply->header(QNetworkRequest::ContentLengthHeader);
-                const qint64 bodyLength = length.isValid() ? length.toLongLong() : -1;
+        bool headSeen = false;
+        std::exception_ptr refusal;
+        try {
+            QFuture<std::optional<HttpsBodyReceiver::Head>> arrival = receiver.head();
+            const std::optional<HttpsBodyReceiver::Head> head = co_await arrival;
+            if (head) {
+                headSeen = true;
+                const int code = head->status;
                 if (resuming && code == 206) {
-                    if (!continuesAt(*reply, received, announced, bodyLength))
+                    if (!continuesAt(*head, received, announced))
                         throw LaunchError::url(LaunchError::badServerResponse);
                 } else if (resuming && code == 416) {
                     throw LaunchError::url(LaunchError::badServerResponse);
@@ -488,72 +279,72 @@ QCoro::Task<qint64> receive(QNetworkAccessManager& network, const QUrl& url,
                     // The file from its start: the first answer, or a resumption that found the
                     // file changed (or a server that ignores ranges).
                     if (resuming) {
-                        QFuture<bool> emptied = writer.restart();
-                        if (!co_await emptied)
-                            throw notWritten(filePath, writer.error());
+                        QCoro::Task<bool> emptying =
+                            Worker::run([sink] { return sink->restart(); });
+                        if (!co_await std::move(emptying))
+                            throw notWritten(filePath, sink->error);
                         received = 0;
                     }
-                    announced = bodyLength;
-                    validator = code == 200 ? validatorOf(*reply) : QByteArray();
+                    announced = head->contentLength;
+                    validator = code == 200 ? validatorOf(*head) : QByteArray();
                     if (announced >= 0 && options.maximumBytes > 0 &&
                         announced > options.maximumBytes)
                         throw tooLarge();
                     if (options.accept)
                         options.accept(announced);
-                    if (resuming && options.progress) {
-                        sinceReport.restart();
+                    if (resuming && options.progress)
                         options.progress(received, announced);
-                    }
                 }
+                qint64 bound = options.maximumBytes > 0 ? options.maximumBytes : -1;
+                if (announced >= 0)
+                    bound = bound < 0 ? announced : std::min(bound, announced);
+                budget->allowed = bound < 0 ? -1 : bound - received;
+                if (options.progress) {
+                    QObject::connect(&reporter, &QTimer::timeout, [&] {
+                        options.progress(received + receiver.received(), announced);
+                    });
+                    reporter.start();
+                }
+                receiver.proceed(true);
             }
-
-            // An aborted reply is closed and has nothing more to give.
-            if (!reply->isOpen())
-                break;
-            const QByteArray chunk =
-                reply->read(std::min(pieceBytes, std::max<qint64>(reply->bytesAvailable(), 1)));
-            if (chunk.isEmpty()) {
-                if (reply->isFinished())
-                    break;
-                continue;
-            }
-            received += chunk.size();
-            arrived += chunk.size();
-            watchdog.received(chunk.size());
-            if ((options.maximumBytes > 0 && received > options.maximumBytes) ||
-                (announced >= 0 && received > announced))
-                throw tooLarge();
-            if (writer.failed())
-                throw notWritten(filePath, writer.error());
-            writer.append(chunk);
-            if (options.progress && (sinceReport.elapsed() >= 200 || reply->isFinished())) {
-                sinceReport.restart();
-                options.progress(received, announced);
-            }
+        } catch (...) {
+            refusal = std::current_exception();
+            receiver.abort();
         }
-
+        QFuture<HttpsBodyReceiver::Outcome> ending = receiver.finished();
+        const HttpsBodyReceiver::Outcome outcome = co_await ending;
+        reporter.stop();
+        if (refusal)
+            std::rethrow_exception(refusal);
         if (options.cancellation)
             options.cancellation->throwIfCancelled();
-        if (watchdog.expired())
+        received += outcome.received;
+
+        using Ending = HttpsBodyReceiver::Ending;
+        if (outcome.ending == Ending::aborted)
+            throw LaunchError::url(LaunchError::cancelled);
+        if (outcome.ending == Ending::stalled)
             throw LaunchError::url(LaunchError::timedOut);
-        const bool statusKnown =
-            reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).isValid();
+        if (outcome.ending == Ending::refused)
+            throw budget->exceeded ? tooLarge() : notWritten(filePath, sink->error);
         const bool complete = announced < 0 || received == announced;
-        if (reply->error() == QNetworkReply::NoError && statusKnown && complete)
+        if (outcome.ending == Ending::complete && complete)
             break;
-        const bool dropped = statusKnown && (reply->error() == QNetworkReply::NoError ||
-                                             HttpTransfer::urlErrorCode(reply->error(), false) ==
-                                                 LaunchError::networkConnectionLost);
+        // A body cut short, with or without an error to say so.
+        const bool dropped = headSeen && (outcome.ending == Ending::complete ||
+                                          outcome.error == LaunchError::networkConnectionLost);
         // Only new bytes earn another request: a connection that drops at once ends it.
-        if (dropped && arrived > 0 && !validator.isEmpty() && announced >= 0 &&
+        if (dropped && outcome.received > 0 && !validator.isEmpty() && announced >= 0 &&
             resumptionsLeft > 0) {
             --resumptionsLeft;
             resuming = true;
+            if (options.progress)
+                options.progress(received, announced);
             continue;
         }
-        if (reply->error() != QNetworkReply::NoError)
-            throw LaunchError::url(HttpTransfer::urlErrorCode(reply->error(), false));
-        if (!statusKnown)
+        if (outcome.ending == Ending::failed && outcome.error != LaunchError::unknown)
+            throw LaunchError::url(outcome.error);
+        if (!headSeen)
             throw LaunchError::url(LaunchError::badServerResponse);
         throw LaunchError::url(LaunchError::networkConnectionLost);
     }
@@ -571,25 +362,33 @@ StreamingDownload::fetch(std::shared_ptr<QNetworkAccessManager> network, QUrl ur
     if (url.scheme() != u"https"_s)
         throw LaunchError::url(LaunchError::unsupportedURL);
 
-    Writer writer;
-    QFuture<bool> opened = writer.open(filePath, options.hash, options.durable);
-    if (!co_await opened)
-        throw notWritten(filePath, writer.error());
+    const auto sink = std::make_shared<Sink>();
+    QCoro::Task<bool> opening =
+        Worker::run([sink, filePath, hash = options.hash, durable = options.durable] {
+            return sink->open(filePath, hash, durable);
+        });
+    if (!co_await std::move(opening))
+        throw notWritten(filePath, sink->error);
     std::exception_ptr failure;
     try {
-        QCoro::Task<qint64> receiving = receive(*network, url, filePath, options, writer);
+        QCoro::Task<qint64> receiving =
+            receive(authoritiesOf(*network), url, filePath, options, sink);
         const qint64 received = co_await std::move(receiving);
-        QFuture<std::optional<QString>> finished = writer.finish();
-        const std::optional<QString> digest = co_await finished;
+        QCoro::Task<std::optional<QString>> finishing =
+            Worker::run([sink] { return sink->finish(); });
+        const std::optional<QString> digest = co_await std::move(finishing);
         if (!digest)
-            throw notWritten(filePath, writer.error());
+            throw notWritten(filePath, sink->error);
         co_return Result{received, *digest};
     } catch (...) {
         failure = std::current_exception();
     }
-    // No write of this download may land after it has failed: the caller removes the file, or
-    // fetches it again.
-    QFuture<void> closed = writer.close();
-    co_await closed;
+    // Closed before the caller hears of the failure, so that it can remove the file or fetch it
+    // again.
+    QCoro::Task<bool> closing = Worker::run([sink] {
+        sink->close();
+        return true;
+    });
+    co_await std::move(closing);
     std::rethrow_exception(failure);
 }

@@ -15,3 +15,10 @@ QNetworkReply* TrustingNetworkAccessManager::createRequest(Operation operation,
     trusted.setSslConfiguration(configuration);
     return QNetworkAccessManager::createRequest(operation, trusted, outgoingData);
 }
+
+QByteArray TrustingNetworkAccessManager::authoritiesPem() const {
+    QByteArray pem;
+    for (const QSslCertificate& authority : m_authorities)
+        pem += authority.toPem();
+    return pem;
+}

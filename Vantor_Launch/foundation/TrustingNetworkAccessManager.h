@@ -10,6 +10,9 @@ class TrustingNetworkAccessManager : public QNetworkAccessManager {
 public:
     explicit TrustingNetworkAccessManager(QList<QSslCertificate> authorities);
 
+    // The same authorities as PEM, for the transfers that run beside the manager.
+    QByteArray authoritiesPem() const;
+
 protected:
     QNetworkReply* createRequest(Operation operation, const QNetworkRequest& request,
                                  QIODevice* outgoingData) override;

@@ -1,0 +1,83 @@
+#pragma once
+
+#include "foundation/LaunchError.h"
+
+#include <QByteArray>
+#include <QFuture>
+#include <QList>
+#include <QUrl>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <utility>
+
+// One HTTPS GET on a thread of its own: the response head goes to the main thread before any
+// byte of the body is taken, and once the caller lets it proceed the body goes to `Body` on that
+// same thread, in pieces of about a megabyte. So each byte is decrypted, hashed and written where
+// it arrived and never crosses threads, and a slow disk holds back only its own transfer. A
+// transfer that goes silent, or trickles below a floor rate, ends as stalled; abort() ends it at
+// once from any thread.
+class HttpsBodyReceiver {
+public:
+    struct Request {
+        QUrl url;
+        QList<std::pair<QByteArray, QByteArray>> headers;
+        // PEM authorities trusted instead of the system's; empty: the system's.
+        QByteArray authorities;
+        int stallMilliseconds = 60'000;
+        qint64 floorBytes = 0;
+        int floorWindowMilliseconds = 120'000;
+    };
+
+    // What the response said about its body. Headers other servers may omit stay empty.
+    struct Head {
+        int status = 0;
+        qint64 contentLength = -1;
+        QByteArray contentRange;
+        QByteArray entityTag;
+        QByteArray lastModified;
+    };
+
+    enum class Ending {
+        complete,
+        // By abort().
+        aborted,
+        stalled,
+        // The caller refused the head, or `Body` returned false.
+        refused,
+        // By the network or the server; `error` says how.
+        failed,
+    };
+    struct Outcome {
+        Ending ending = Ending::failed;
+        LaunchError::UrlCode error = LaunchError::unknown;
+        // Body bytes handed to `Body`.
+        qint64 received = 0;
+    };
+
+    // Runs on the receiving thread; false stops the transfer.
+    using Body = std::function<bool(const char* data, qint64 size)>;
+
+    // Starts the transfer at once.
+    HttpsBodyReceiver(Request request, Body body);
+    // Aborts a transfer still running; its thread ends on its own and keeps `Body` alive until
+    // then. Whoever owns what `Body` touches awaits finished() first.
+    ~HttpsBodyReceiver();
+    HttpsBodyReceiver(const HttpsBodyReceiver&) = delete;
+    HttpsBodyReceiver& operator=(const HttpsBodyReceiver&) = delete;
+
+    // The head of the final response (after redirects), or nothing when the transfer ended
+    // without one. The body waits until proceed() is called.
+    QFuture<std::optional<Head>> head() const;
+    void proceed(bool accepted);
+    // Any thread.
+    void abort();
+    // Body bytes received so far, for progress; any thread.
+    qint64 received() const;
+    QFuture<Outcome> finished() const;
+
+    struct State;
+
+private:
+    std::shared_ptr<State> m_state;
+};
