@@ -14,8 +14,6 @@ namespace {
 
 // What the thread gathers before handing it on: few writes and hash updates, little memory.
 constexpr size_t pieceBytes = 1024 * 1024;
-// Room enough for any header a transfer needs; a longer one is ignored, not kept.
-constexpr qsizetype longestHeaderValue = 1024;
 
 void initialiseOnce() {
     static std::once_flag once;
@@ -59,17 +57,6 @@ LaunchError::UrlCode urlErrorCode(CURLcode code) {
     }
 }
 
-// The value of a header line named `name` (any case), or nothing.
-std::optional<QByteArray> headerValue(QByteArrayView line, QByteArrayView name) {
-    if (line.size() <= name.size() || line.at(name.size()) != ':' ||
-        line.first(name.size()).compare(name, Qt::CaseInsensitive) != 0)
-        return std::nullopt;
-    const QByteArray value = line.sliced(name.size() + 1).trimmed().toByteArray();
-    if (value.size() > longestHeaderValue)
-        return std::nullopt;
-    return value;
-}
-
 } // namespace
 
 struct HttpsBodyReceiver::State {
@@ -103,7 +90,6 @@ struct HttpsBodyReceiver::State {
     void configure(curl_slist* headers);
     bool sendHead(bool waitForVerdict);
     size_t onBody(const char* data, size_t size);
-    void onHeader(QByteArrayView line);
     bool handOn();
     bool watchdogExpired();
     void wake() {
@@ -113,20 +99,6 @@ struct HttpsBodyReceiver::State {
             curl_multi_wakeup(multi);
     }
 };
-
-void HttpsBodyReceiver::State::onHeader(QByteArrayView line) {
-    // Each response of the chain (a redirect, an interim answer) starts with its status line.
-    if (line.startsWith("HTTP/")) {
-        head = {};
-        return;
-    }
-    if (auto value = headerValue(line, "Content-Range"))
-        head.contentRange = *value;
-    else if (auto value = headerValue(line, "ETag"))
-        head.entityTag = *value;
-    else if (auto value = headerValue(line, "Last-Modified"))
-        head.lastModified = *value;
-}
 
 bool HttpsBodyReceiver::State::sendHead(bool waitForVerdict) {
     long status = 0;
@@ -215,8 +187,8 @@ void HttpsBodyReceiver::State::configure(curl_slist* headers) {
     curl_easy_setopt(easy, CURLOPT_HEADERDATA, this);
     curl_easy_setopt(
         easy, CURLOPT_HEADERFUNCTION, +[](char* data, size_t size, size_t count, void* state) {
-            static_cast<State*>(state)->onHeader(
-                QByteArrayView(data, qsizetype(size * count)).trimmed());
+            static_cast<State*>(state)->head.readLine(
+                QByteArrayView(data, qsizetype(size * count)));
             return size * count;
         });
     curl_easy_setopt(easy, CURLOPT_WRITEDATA, this);

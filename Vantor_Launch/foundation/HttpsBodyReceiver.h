@@ -1,6 +1,7 @@
 #pragma once
 
 #include "foundation/LaunchError.h"
+#include "foundation/ResponseHead.h"
 
 #include <QByteArray>
 #include <QFuture>
@@ -29,14 +30,7 @@ public:
         int floorWindowMilliseconds = 120'000;
     };
 
-    // What the response said about its body. Headers other servers may omit stay empty.
-    struct Head {
-        int status = 0;
-        qint64 contentLength = -1;
-        QByteArray contentRange;
-        QByteArray entityTag;
-        QByteArray lastModified;
-    };
+    using Head = ResponseHead;
 
     enum class Ending {
         complete,

@@ -7,7 +7,6 @@
 
 #include <QCoroFuture>
 #include <QFile>
-#include <QNetworkRequest>
 #include <QTimer>
 #include <algorithm>
 #include <cerrno>
@@ -139,54 +138,6 @@ LaunchError notWritten(const QString& path, int error) {
         path, FileSafety::errorText(error ? error : EIO)));
 }
 
-bool isPrintable(const QByteArray& text) {
-    return std::all_of(text.begin(), text.end(), [](char c) { return c >= 0x20 && c < 0x7F; });
-}
-
-// What If-Range may name: a strong entity tag, else the date of the last change. A weak tag, or
-// one too odd to send back, names nothing, and the transfer cannot resume.
-QByteArray validatorOf(const HttpsBodyReceiver::Head& head) {
-    const QByteArray& tag = head.entityTag;
-    if (tag.size() >= 2 && tag.size() <= 256 && tag.startsWith('"') && tag.endsWith('"') &&
-        isPrintable(tag) && tag.count('"') == 2)
-        return tag;
-    const QByteArray& modified = head.lastModified;
-    if (!tag.isEmpty() || modified.size() > 64 || !isPrintable(modified))
-        return {};
-    // Qt reads the HTTP date forms when the header is set on a request.
-    QNetworkRequest parsed;
-    parsed.setRawHeader("Last-Modified", modified);
-    if (!parsed.header(QNetworkRequest::LastModifiedHeader).toDateTime().isValid())
-        return {};
-    return modified;
-}
-
-std::optional<qint64> decimal(QByteArrayView digits) {
-    if (digits.isEmpty() || digits.size() > 18 ||
-        !std::all_of(digits.begin(), digits.end(), [](char c) { return c >= '0' && c <= '9'; }))
-        return std::nullopt;
-    return digits.toLongLong();
-}
-
-// A 206 continues the file only as "bytes FROM-(LENGTH-1)/LENGTH", FROM being what is already
-// here and LENGTH what the file's first answer announced.
-bool continuesAt(const HttpsBodyReceiver::Head& head, qint64 from, qint64 length) {
-    const QByteArray& range = head.contentRange;
-    const qint64 bodyLength = head.contentLength;
-    if (!range.startsWith("bytes "))
-        return false;
-    const QByteArrayView rest = QByteArrayView(range).sliced(6);
-    const qsizetype dash = rest.indexOf('-');
-    const qsizetype slash = rest.indexOf('/');
-    if (dash < 0 || slash < dash)
-        return false;
-    const auto first = decimal(rest.first(dash));
-    const auto last = decimal(rest.sliced(dash + 1, slash - dash - 1));
-    const auto total = decimal(rest.sliced(slash + 1));
-    return first == from && total == length && last == length - 1 &&
-           (bodyLength < 0 || bodyLength == length - from);
-}
-
 // What one request's body may still hand on, set by the main thread before the body proceeds and
 // read by the receiving thread after.
 struct Budget {
@@ -263,7 +214,7 @@ QCoro::Task<qint64> receive(QByteArray authorities, QUrl url, QString filePath,
                 headSeen = true;
                 const int code = head->status;
                 if (resuming && code == 206) {
-                    if (!continuesAt(*head, received, announced))
+                    if (!head->continuesAt(received, announced))
                         throw LaunchError::url(LaunchError::badServerResponse);
                 } else if (resuming && code == 416) {
                     throw LaunchError::url(LaunchError::badServerResponse);
@@ -286,7 +237,7 @@ QCoro::Task<qint64> receive(QByteArray authorities, QUrl url, QString filePath,
                         received = 0;
                     }
                     announced = head->contentLength;
-                    validator = code == 200 ? validatorOf(*head) : QByteArray();
+                    validator = code == 200 ? head->resumeValidator() : QByteArray();
                     if (announced >= 0 && options.maximumBytes > 0 &&
                         announced > options.maximumBytes)
                         throw tooLarge();

@@ -2,6 +2,7 @@
 #include "TaskOutcome.h"
 #include "WebsiteFixture.h"
 #include "foundation/StreamingDownload.h"
+#include "foundation/TrustingNetworkAccessManager.h"
 
 #include <QCryptographicHash>
 #include <QRandomGenerator>
@@ -40,7 +41,7 @@ using Drops = QList<qint64>;
 } // namespace
 
 // A download that loses its connection part-way, against the sample website's ranges and
-// validators.
+// validators; and whom a download trusts.
 class ResumedDownloadTest : public QObject {
     Q_OBJECT
 
@@ -167,6 +168,24 @@ private Q_SLOTS:
             }
         QCOMPARE(restarts, replaced ? 1 : 0);
         QCOMPARE(progress.constLast(), qint64(expected.size()));
+    }
+
+    // The download trusts what its manager trusts, and only that: another authority, or the
+    // system's, refuses the website's certificate before a request is made.
+    void trustsOnlyTheAuthoritiesOfItsManager() {
+        const TestCertificateAuthority stranger(u"Stranger Root"_s);
+        const QList<std::shared_ptr<QNetworkAccessManager>> managers{
+            std::make_shared<TrustingNetworkAccessManager>(
+                QSslCertificate::fromData(stranger.certificatePem())),
+            std::make_shared<QNetworkAccessManager>()};
+        for (const auto& manager : managers) {
+            const auto outcome = outcomeOf(StreamingDownload::fetch(
+                manager, m_site->url(archivePath), m_folder.filePath(u"untrusted"_s), {}));
+            QVERIFY(outcome.error);
+            QVERIFY2(outcome.error->isUrlError(LaunchError::secureConnectionFailed),
+                     qPrintable(outcome.error->description()));
+        }
+        QCOMPARE(m_site->server().requestCount(archivePath), 0);
     }
 
     // A server that answers the resumption with some other part of the file, or none.
