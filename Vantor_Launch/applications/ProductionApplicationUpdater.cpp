@@ -29,6 +29,11 @@ Q_LOGGING_CATEGORY(lcUpdater, "vantor.applications.updater")
 // hash runs beside it: neither may take a thread of the global pool, whose few threads write the
 // download itself.
 Q_GLOBAL_STATIC(QThreadPool, longWork)
+// The same work when nobody waits for it: a release prepared while the application runs.
+struct IdleThreadPool : QThreadPool {
+    IdleThreadPool() { setThreadPriority(QThread::IdlePriority); }
+};
+Q_GLOBAL_STATIC(IdleThreadPool, idleWork)
 // Replaced bundles are deleted here once the new one is in place, so that the application can be
 // reopened without waiting for it. The pool is waited for when the process ends; a kill leaves
 // the work folder, which the next replacement (or start-up) removes.
@@ -346,6 +351,7 @@ ProductionApplicationUpdater::prepareUpdate(AvailableApplicationRelease release,
     const std::shared_ptr<WorkFolder> work = co_await Worker::run(begin);
     const QString archive = QDir(work->path()).filePath(u"download.zip"_s);
     const QString extraction = QDir(work->path()).filePath(u"unpacked"_s);
+    QThreadPool* const workPool = control.background ? idleWork() : longWork();
 
     // Hashing the installed copy takes as long as hashing the download: it runs while the
     // download does, and the signature step takes its answer in its turn.
@@ -353,7 +359,7 @@ ProductionApplicationUpdater::prepareUpdate(AvailableApplicationRelease release,
         return signature->signingIdentity(installed);
     };
     QFuture<std::optional<SigningIdentity>> installedIdentity =
-        QtConcurrent::run(longWork(), checkInstalled);
+        QtConcurrent::run(workPool, checkInstalled);
 
     // Each entry is unpacked as soon as its bytes are on disk, so that little is left to do
     // when the last byte arrives.
@@ -369,7 +375,7 @@ ProductionApplicationUpdater::prepareUpdate(AvailableApplicationRelease release,
         }
         return outcome;
     };
-    QFuture<StreamOutcome> streaming = QtConcurrent::run(longWork(), unpack);
+    QFuture<StreamOutcome> streaming = QtConcurrent::run(workPool, unpack);
 
     std::exception_ptr failure;
     try {
@@ -377,6 +383,7 @@ ProductionApplicationUpdater::prepareUpdate(AvailableApplicationRelease release,
         options.limits = limits;
         options.progress = control.progress;
         options.cancellation = control.cancellation;
+        options.background = control.background;
         const qint64 available = FileSafety::freeBytes(parent);
         // The archive and, at least, as much again unpacked; the unpacking watches the space it
         // leaves as it goes. A body without a length stops where the disk would fill.
@@ -425,7 +432,7 @@ ProductionApplicationUpdater::prepareUpdate(AvailableApplicationRelease release,
                           installedIdentity,
                           margin};
             const auto verify = [inputs = std::move(inputs)] { return verifyAndStage(inputs); };
-            prepared = co_await Worker::run(verify);
+            prepared = co_await Worker::run(workPool, verify);
         } catch (...) {
             failure = std::current_exception();
         }

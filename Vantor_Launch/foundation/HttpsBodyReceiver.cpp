@@ -2,6 +2,7 @@
 
 #include <QElapsedTimer>
 #include <QPromise>
+#include <QThread>
 #include <algorithm>
 #include <atomic>
 #include <condition_variable>
@@ -199,6 +200,8 @@ void HttpsBodyReceiver::State::configure(curl_slist* headers) {
 }
 
 void HttpsBodyReceiver::State::run() {
+    if (request.background)
+        QThread::currentThread()->setPriority(QThread::IdlePriority);
     piece.reserve(pieceBytes + CURL_MAX_WRITE_SIZE);
     curl_slist* headers = nullptr;
     for (const auto& [name, value] : request.headers) {

@@ -28,6 +28,8 @@ public:
         int stallMilliseconds = 60'000;
         qint64 floorBytes = 0;
         int floorWindowMilliseconds = 120'000;
+        // Runs only when the machine has nothing else to do.
+        bool background = false;
     };
 
     using Head = ResponseHead;

@@ -175,6 +175,7 @@ QCoro::Task<qint64> receive(QByteArray authorities, QUrl url, QString filePath,
             options.cancellation->throwIfCancelled();
         HttpsBodyReceiver::Request request;
         request.url = url;
+        request.background = options.background;
         request.authorities = authorities;
         request.stallMilliseconds = options.limits.stallMilliseconds;
         request.floorBytes = options.limits.floorBytes;

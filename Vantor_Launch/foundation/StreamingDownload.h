@@ -55,6 +55,8 @@ public:
         std::shared_ptr<Cancellation> cancellation;
         // Times a dropped connection is resumed, each only after new bytes had arrived. 0: never.
         int resumeAttempts = 3;
+        // Received at the lowest priority, for work nobody waits for.
+        bool background = false;
     };
 
     struct Result {

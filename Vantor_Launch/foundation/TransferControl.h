@@ -42,6 +42,9 @@ struct TransferControl {
     // something half done (the exchange of the bundles, the publishing of a pack): from then on a
     // Cancel is no longer offered.
     std::function<void()> committing;
+    // Nobody waits for it (a release prepared while the application runs): its threads run only
+    // when the machine has nothing else to do.
+    bool background = false;
 
     bool isCancelled() const { return cancellation && cancellation->isCancelled(); }
     void throwIfCancelled() const {

@@ -11,8 +11,9 @@
 // the coroutine awaits it and gets its result back, or its exception rethrown as it was.
 namespace Worker {
 
+// On `pool`'s threads: a pool of its own for work that waits long, or runs at a low priority.
 template <typename Work>
-QCoro::Task<std::invoke_result_t<Work>> run(Work work) {
+QCoro::Task<std::invoke_result_t<Work>> run(QThreadPool* pool, Work work) {
     using Result = std::invoke_result_t<Work>;
     struct Outcome {
         std::optional<Result> value;
@@ -27,10 +28,15 @@ QCoro::Task<std::invoke_result_t<Work>> run(Work work) {
         }
         return outcome;
     };
-    Outcome outcome = co_await QtConcurrent::run(attempt, std::move(work));
+    Outcome outcome = co_await QtConcurrent::run(pool, attempt, std::move(work));
     if (outcome.error)
         std::rethrow_exception(outcome.error);
     co_return std::move(*outcome.value);
+}
+
+template <typename Work>
+QCoro::Task<std::invoke_result_t<Work>> run(Work work) {
+    return run(QThreadPool::globalInstance(), std::move(work));
 }
 
 } // namespace Worker

@@ -114,9 +114,11 @@ QCoro::Task<> UpdateFlow::prepareInBackground(InstalledApp app,
     std::optional<PreparedRelease> prepared;
     try {
         prepared = co_await updater->preparedRelease(release, installed);
-        if (!prepared)
-            prepared = co_await updater->prepareUpdate(release, installed, identifiers,
-                                                       transfer->control());
+        if (!prepared) {
+            TransferControl control = transfer->control();
+            control.background = true;
+            prepared = co_await updater->prepareUpdate(release, installed, identifiers, control);
+        }
     } catch (const std::exception& error) {
         // Said nowhere: Update Now tries again in the open and reports what fails.
         qCInfo(lcStore) << "The release was not prepared in the background:" << error.what();

@@ -173,6 +173,19 @@ private Q_SLOTS:
         QCOMPARE(store->apps()[0].id, u"nz.co.halvex.Pellomar"_s);
     }
 
+    // A release the check finds is prepared at once, at the lowest priority, while Director runs.
+    void preparesAFoundReleaseInTheBackground() {
+        StoreFixture fixture;
+        LaunchCollaborators collaborators = fixture.collaborators();
+        collaborators.preparesUpdatesInBackground = true;
+        auto store = std::make_unique<LaunchStore>(std::move(collaborators));
+        fixture.updater->prepare.holdCalls();
+        QVERIFY(refresh(fixture, *store, fixture.director(u"2.4.1"_s), makeRelease(u"2.5.0"_s)));
+        QTRY_COMPARE(fixture.updater->prepare.pendingCount(), 1);
+        QVERIFY(fixture.updater->control.background);
+        fixture.updater->prepare.complete({});
+    }
+
     void updatesAStoppedDirectorAtOnce() {
         StoreFixture fixture;
         auto store = fixture.makeStore();
@@ -183,6 +196,8 @@ private Q_SLOTS:
         store->updateFlow().updateApplication(store->apps()[0]);
         QCOMPARE(fixture.updater->prepare.pendingCount(), 1);
         QCOMPARE(fixture.updater->releases, QList{makeRelease(u"2.5.0"_s)});
+        // The user waits for this one: it runs at the usual priority.
+        QVERIFY(!fixture.updater->control.background);
         QCOMPARE(store->message(), u"Downloading Vantor Director 2.5.0…"_s);
         QCOMPARE(store->updateFlow().updatingAppID(), director.id);
         QCOMPARE(store->apps()[0].state, InstallationState::checking);
