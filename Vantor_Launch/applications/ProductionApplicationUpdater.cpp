@@ -7,6 +7,7 @@
 #include "foundation/Worker.h"
 #include "platform/BundleMetadata.h"
 
+#include <QCoreApplication>
 #include <QCoroFuture>
 #include <QDir>
 #include <QFile>
@@ -119,7 +120,10 @@ bool existsHere(const QString& path) {
 
 void renameOrFail(const QString& from, const QString& to) {
     if (::rename(QFile::encodeName(from).constData(), QFile::encodeName(to).constData()) != 0)
-        failOnFile(u"The update could not be moved to %1"_s.arg(to), errno);
+        failOnFile(QCoreApplication::translate("ProductionApplicationUpdater",
+                                               "The update could not be moved to %1")
+                       .arg(to),
+                   errno);
 }
 
 // One flush of the file system for the whole bundle: a flush per file costs a journal commit
@@ -133,7 +137,9 @@ void flushFileSystemOf(const QString& path) {
     if (descriptor >= 0)
         ::close(descriptor);
     if (!flushed)
-        failOnFile(u"The update could not be written to disk"_s, error);
+        failOnFile(QCoreApplication::translate("ProductionApplicationUpdater",
+                                               "The update could not be written to disk"),
+                   error);
 }
 
 // A prepared release, whole: a record that reads, and the bundle it names.
@@ -251,7 +257,10 @@ QString verifyAndStage(const Inputs& inputs) {
         qCInfo(lcUpdater) << "Unpacking the whole archive after the download";
         QDir(inputs.extraction).removeRecursively();
         if (!QDir().mkpath(inputs.extraction))
-            failOnFile(u"The folder %1 could not be created"_s.arg(inputs.extraction), errno);
+            failOnFile(QCoreApplication::translate("ProductionApplicationUpdater",
+                                                   "The folder %1 could not be created")
+                           .arg(inputs.extraction),
+                       errno);
         // The archive goes once unpacked, so what the bundle needs is its unpacked size.
         const qint64 archiveBytes = QFileInfo(inputs.archive).size();
         if (const auto unpacked = inputs.extractor->unpackedSize(inputs.archive))
@@ -269,7 +278,10 @@ QString verifyAndStage(const Inputs& inputs) {
     if (!located)
         throw makeLaunchError(Error::invalidArchive);
     if (!QDir().mkpath(inputs.staged))
-        failOnFile(u"The folder %1 could not be created"_s.arg(inputs.staged), errno);
+        failOnFile(QCoreApplication::translate("ProductionApplicationUpdater",
+                                               "The folder %1 could not be created")
+                       .arg(inputs.staged),
+                   errno);
     const QString bundle = inputs.staged + u'/' + inputs.installedName;
     renameOrFail(*located, bundle);
     // Taken before the checks: any change from here on, even during them, shows at install.
@@ -345,7 +357,10 @@ ProductionApplicationUpdater::prepareUpdate(AvailableApplicationRelease release,
         QFile archive(QDir(work->path()).filePath(u"download.zip"_s));
         if (!archive.open(QIODevice::WriteOnly) ||
             !QDir().mkpath(QDir(work->path()).filePath(u"unpacked"_s)))
-            throw LaunchError::file(u"The folder %1 could not be prepared."_s.arg(work->path()));
+            throw LaunchError::file(
+                QCoreApplication::translate("ProductionApplicationUpdater",
+                                            "The folder %1 could not be prepared.")
+                    .arg(work->path()));
         return work;
     };
     const std::shared_ptr<WorkFolder> work = co_await Worker::run(begin);

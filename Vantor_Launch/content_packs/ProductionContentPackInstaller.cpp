@@ -7,6 +7,7 @@
 #include "foundation/Worker.h"
 #include "platform/FileExchange.h"
 
+#include <QCoreApplication>
 #include <QCoroFuture>
 #include <QDir>
 #include <QDirIterator>
@@ -105,7 +106,9 @@ void publish(const WorkFolder& staging, const QString& store, const QString& pac
     const QString parent = QDir(QDir(store).filePath(u"Packs"_s)).filePath(packFolder);
     const QString destination = QDir(parent).filePath(versionFolder);
     if (!QDir().mkpath(parent))
-        failMove(u"The Content Pack folder could not be created"_s, errno);
+        failMove(QCoreApplication::translate("ProductionContentPackInstaller",
+                                             "The Content Pack folder could not be created"),
+                 errno);
 
     // The same version again: the new files take the folder's place in one step, and the old
     // ones wait in the work folder's place until the manifest is written.
@@ -118,14 +121,19 @@ void publish(const WorkFolder& staging, const QString& store, const QString& pac
     } else if (existing.exists() || existing.isSymLink()) {
         // No exchange on this file system, or not a folder: the old entry steps aside first.
         if (!renamed(destination, aside))
-            failMove(u"The previous Content Pack files could not be moved aside"_s, errno);
+            failMove(QCoreApplication::translate(
+                         "ProductionContentPackInstaller",
+                         "The previous Content Pack files could not be moved aside"),
+                     errno);
         how = Published::movedAside;
     }
     if (how != Published::exchanged && !renamed(staging.path(), destination)) {
         const int error = errno;
         if (how == Published::movedAside)
             renamed(aside, destination);
-        failMove(u"The Content Pack could not be moved into place"_s, error);
+        failMove(QCoreApplication::translate("ProductionContentPackInstaller",
+                                             "The Content Pack could not be moved into place"),
+                 error);
     }
 
     reached(Step::movedIntoPlace);
@@ -248,8 +256,10 @@ struct Descriptor {
 };
 
 [[noreturn]] void failCopy(const QString& path, int error) {
-    throw LaunchError::file(u"The installed file could not be copied to %1: %2"_s.arg(
-        path, FileSafety::errorText(error ? error : EIO)));
+    throw LaunchError::file(
+        QCoreApplication::translate("ProductionContentPackInstaller",
+                                    "The installed file could not be copied to %1: %2")
+            .arg(path, FileSafety::errorText(error ? error : EIO)));
 }
 
 // Reads `source` from its start to its end into a SHA-256 digest (lower-case hexadecimal), and
@@ -317,7 +327,9 @@ std::optional<qint64> reuseInstalled(const QString& installed, const QString& st
             return qint64(original.st_size);
         // Replaced between the hashing and the link: not the proven file.
         if (::unlink(to.constData()) != 0)
-            failMove(u"A staged Content Pack file could not be removed"_s, errno);
+            failMove(QCoreApplication::translate("ProductionContentPackInstaller",
+                                                 "A staged Content Pack file could not be removed"),
+                     errno);
         return std::nullopt;
     }
 
@@ -330,7 +342,9 @@ std::optional<qint64> reuseInstalled(const QString& installed, const QString& st
         failCopy(staged, errno);
     if (copied != sha256) {
         if (::unlink(to.constData()) != 0)
-            failMove(u"A staged Content Pack file could not be removed"_s, errno);
+            failMove(QCoreApplication::translate("ProductionContentPackInstaller",
+                                                 "A staged Content Pack file could not be removed"),
+                     errno);
         return std::nullopt;
     }
     return qint64(original.st_size);

@@ -5,6 +5,7 @@
 #include "foundation/TrustingNetworkAccessManager.h"
 #include "foundation/Worker.h"
 
+#include <QCoreApplication>
 #include <QCoroFuture>
 #include <QFile>
 #include <QTimer>
@@ -134,8 +135,9 @@ struct Sink {
 };
 
 LaunchError notWritten(const QString& path, int error) {
-    return LaunchError::file(u"The download could not be saved to %1: %2"_s.arg(
-        path, FileSafety::errorText(error ? error : EIO)));
+    return LaunchError::file(QCoreApplication::translate(
+                                 "StreamingDownload", "The download could not be saved to %1: %2")
+                                 .arg(path, FileSafety::errorText(error ? error : EIO)));
 }
 
 // What one request's body may still hand on, set by the main thread before the body proceeds and
