@@ -73,7 +73,8 @@ set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 # The web browser for sign-in is opened with xdg-open.
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS xdg-utils)
 set(CPACK_PROJECT_CONFIG_FILE ${CMAKE_CURRENT_LIST_DIR}/DebianQmlDepends.cmake)
-set(CPACK_LAUNCHER_QML_SOURCES ${PROJECT_SOURCE_DIR}/Vantor_Launch/screens)
+# Every folder of views, the features' own included.
+set(CPACK_LAUNCHER_QML_SOURCES ${PROJECT_SOURCE_DIR}/Vantor_Launch)
 set(CPACK_LAUNCHER_QML_IMPORT_PATH ${QT6_INSTALL_PREFIX}/${QT6_INSTALL_QML})
 set(CPACK_LAUNCHER_QMLIMPORTSCANNER ${QT6_INSTALL_PREFIX}/${QT6_INSTALL_LIBEXECS}/qmlimportscanner)
 include(CPack)
