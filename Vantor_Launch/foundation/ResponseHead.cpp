@@ -1,8 +1,7 @@
 #include "foundation/ResponseHead.h"
 
 #include <QDateTime>
-#include <QNetworkRequest>
-#include <QVariant>
+#include <QLocale>
 #include <algorithm>
 #include <optional>
 
@@ -54,12 +53,11 @@ QByteArray ResponseHead::resumeValidator() const {
         return entityTag;
     if (!entityTag.isEmpty() || lastModified.size() > 64 || !isPrintable(lastModified))
         return {};
-    // Qt reads the HTTP date forms when the header is set on a request.
-    QNetworkRequest parsed;
-    parsed.setRawHeader("Last-Modified", lastModified);
-    if (!parsed.header(QNetworkRequest::LastModifiedHeader).toDateTime().isValid())
-        return {};
-    return lastModified;
+    // Only the date form servers send today ("Sun, 06 Nov 1994 08:49:37 GMT"), read here: Qt's
+    // reader of HTTP dates runs past the end of some malformed ones.
+    const QDateTime date = QLocale::c().toDateTime(
+        QString::fromLatin1(lastModified), QStringLiteral("ddd, dd MMM yyyy hh:mm:ss 'GMT'"));
+    return date.isValid() ? lastModified : QByteArray();
 }
 
 bool ResponseHead::continuesAt(qint64 from, qint64 length) const {

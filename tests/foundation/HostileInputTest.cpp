@@ -6,6 +6,7 @@
 #include "applications/ProductionApplicationDiscovery.h"
 #include "applications/ReleaseManifest.h"
 #include "foundation/HttpTransfer.h"
+#include "foundation/ResponseHead.h"
 #include "foundation/StrictJson.h"
 #include "platform/BoundedPropertyList.h"
 #include "platform/BundleMetadata.h"
@@ -203,6 +204,31 @@ private Q_SLOTS:
             QVERIFY_THROWS_EXCEPTION(LaunchError, object.optionalBool("beta"));
         else
             QCOMPARE(object.optionalBool("beta"), expected);
+    }
+
+    // Only a strong tag or a well-formed date may name a resumption; a malformed date once ran
+    // Qt's own date reader past the end of its buffer.
+    void namesAResumptionOnlyWithAValidator_data() {
+        QTest::addColumn<QByteArray>("lines");
+        QTest::addColumn<QByteArray>("validator");
+        QTest::newRow("strong tag")
+            << QByteArray("ETag: \"v1\"\r\nLast-Modified: x") << QByteArray("\"v1\"");
+        QTest::newRow("weak tag") << QByteArray("etag: W/\"v1\"") << QByteArray();
+        QTest::newRow("date") << QByteArray("Last-Modified: Wed, 21 Oct 2015 07:28:00 GMT")
+                              << QByteArray("Wed, 21 Oct 2015 07:28:00 GMT");
+        QTest::newRow("malformed date") << QByteArray("Last-MOdified: W2 de,") << QByteArray();
+        QTest::newRow("forgotten by the next response")
+            << QByteArray("ETag: \"v1\"\r\nHTTP/1.1 200 OK") << QByteArray();
+        QTest::newRow("too long") << "ETag: \"" + QByteArray(300, 'a') + '"' << QByteArray();
+    }
+
+    void namesAResumptionOnlyWithAValidator() {
+        QFETCH(QByteArray, lines);
+        QFETCH(QByteArray, validator);
+        ResponseHead head;
+        for (const QByteArray& line : lines.split('\n'))
+            head.readLine(line);
+        QCOMPARE(head.resumeValidator(), validator);
     }
 
     void capsTheBodyOfEveryResponse_data() {
