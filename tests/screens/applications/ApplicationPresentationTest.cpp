@@ -191,25 +191,20 @@ private Q_SLOTS:
         QCOMPARE(ApplicationPresentation::lastCheckedText({newer}, now), u"Last checked now"_s);
     }
 
-    void bothProductProfilesAreCompleteAndTheirScreenshotsShipWithTheLauncher() {
+    // Which profile a row presents, and its texts, the window tests read from the real sheet.
+    void bothProductProfilesShipTheirScreenshotsAndListTheirReleasesNewestFirst() {
         for (const AppDetailProfile* profile :
              {&AppDetailProfiles::director(), &AppDetailProfiles::creator()}) {
-            QVERIFY(!profile->tagline.isEmpty() && !profile->recentChanges.isEmpty());
-            QVERIFY(profile->releaseDate.isValid() && profile->screenshotNames.size() >= 3);
+            QVERIFY(profile->screenshotNames.size() >= 3);
             for (const QString& name : profile->screenshotNames)
                 QVERIFY2(!AppScreenshots::load(name, {}).isNull(), qPrintable(name));
-            QVERIFY(!profile->features.isEmpty());
-            for (qsizetype i = 0; i < profile->features.size(); ++i) {
+            for (qsizetype i = 0; i < profile->features.size(); ++i)
                 QCOMPARE(profile->features[i].number, i + 1);
-                QVERIFY(!profile->features[i].detail.isEmpty());
-            }
-            // The latest release heads the changelog, which runs newest first.
+            // The latest release heads the changelog.
             QCOMPARE(profile->changelog.constFirst().version, profile->releaseVersion);
             for (qsizetype i = 1; i < profile->changelog.size(); ++i)
                 QVERIFY(profile->changelog[i].released < profile->changelog[i - 1].released);
         }
-        QCOMPARE(&AppDetailProfiles::profileFor(creator, creator), &AppDetailProfiles::creator());
-        QCOMPARE(&AppDetailProfiles::profileFor(director, creator), &AppDetailProfiles::director());
     }
 
     void screenshotsComeFromTheLauncherFirstThenFromInsideTheApplication_data() {
