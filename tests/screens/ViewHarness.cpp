@@ -83,3 +83,8 @@ void ViewHarness::click(QQuickItem* item) const {
     const QPointF centre = item->mapToScene(QPointF(item->width() / 2, item->height() / 2));
     QTest::mouseClick(item->window(), Qt::LeftButton, {}, centre.toPoint());
 }
+
+bool ViewHarness::activate() const {
+    mainWindow()->requestActivate();
+    return QTest::qWaitForWindowActive(mainWindow());
+}

@@ -6,6 +6,7 @@
 #include <QQmlApplicationEngine>
 #include <QQuickItem>
 #include <QQuickWindow>
+#include <QTest>
 #include <memory>
 
 // The real windows of the launcher, loaded offscreen from the module on a store of the test's
@@ -28,6 +29,9 @@ public:
     // The first of them with that objectName.
     QObject* find(QObject* from, const QString& objectName) const;
     QList<QObject*> findAll(QObject* from, const QString& objectName) const;
+    QObject* find(const QString& objectName) const {
+        return find(mainWindow()->contentItem(), objectName);
+    }
     QQuickItem* item(const QString& objectName) const {
         return item(mainWindow()->contentItem(), objectName);
     }
@@ -35,6 +39,11 @@ public:
         return qobject_cast<QQuickItem*>(find(from, objectName));
     }
     void click(QQuickItem* item) const;
+    // Keys go to the active window: the main one, once it is.
+    bool activate() const;
+    void press(Qt::Key key, Qt::KeyboardModifiers modifiers = {}) const {
+        QTest::keyClick(mainWindow(), key, modifiers);
+    }
 
 private:
     std::shared_ptr<PanelLocationChooser> m_locationChooser;
@@ -55,6 +64,11 @@ inline QVariant accessible(QObject* item, const char* property) {
             return child->property(property);
     }
     return {};
+}
+
+// A popup, sheet or alert that has finished opening.
+inline bool isOpen(QObject* popup) {
+    return popup && popup->property("opened").toBool();
 }
 
 inline bool isShown(QObject* object) {

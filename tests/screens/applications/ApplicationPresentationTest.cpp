@@ -5,10 +5,13 @@
 #include "AppScreenshots.h"
 #include "ApplicationRowDescription.h"
 #include "BundleBuilder.h"
+#include "PanelLocationChooser.h"
+#include "StoreDoubles.h"
 #include "SymbolTable.h"
 
 #include <QDir>
 #include <QImage>
+#include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -63,10 +66,25 @@ void writeImage(const QString& path, const QSize& size) {
     QVERIFY(image.save(path));
 }
 
+QUrl local(const QString& path) {
+    return QUrl::fromLocalFile(path);
+}
+
+ApplicationLocationChooser::Request locateDirector() {
+    return {u"Locate Vantor Director"_s, u"Select the Vantor Director application."_s,
+            u"Use This Application"_s};
+}
+
+// The answer of a request that has finished.
+std::optional<QUrl> answer(QCoro::Task<std::optional<QUrl>>& request) {
+    return QCoro::waitFor(std::move(request));
+}
+
 } // namespace
 
-// The applications' rows in the sidebar and the overview, and the detail screen's profiles and
-// screenshots; texts compared character for character.
+// The applications' rows in the sidebar and the overview, the detail screen's profiles and
+// screenshots, texts compared character for character; and the chooser between the store and the
+// folder panel: what the panel is asked to show, and which of its answers end the request.
 class ApplicationPresentationTest : public QObject {
     Q_OBJECT
 
@@ -149,7 +167,6 @@ private Q_SLOTS:
         QTEST(row.statusText, "status");
         QTEST(badgeTexts(row), "badges");
         QTEST(buttons(row), "buttons");
-        QCOMPARE(row.logoAccessibleName, app.name + u" logo"_s);
         for (const auto& badge : row.badges)
             QVERIFY2(!SymbolTable::resourcePath(badge.symbol).isEmpty(), qPrintable(badge.symbol));
     }
@@ -174,29 +191,20 @@ private Q_SLOTS:
         QCOMPARE(ApplicationPresentation::lastCheckedText({newer}, now), u"Last checked now"_s);
     }
 
-    void bothProductProfilesAreCompleteAndTheirScreenshotsShipWithTheLauncher() {
+    // Which profile a row presents, and its texts, the window tests read from the real sheet.
+    void bothProductProfilesShipTheirScreenshotsAndListTheirReleasesNewestFirst() {
         for (const AppDetailProfile* profile :
              {&AppDetailProfiles::director(), &AppDetailProfiles::creator()}) {
-            QVERIFY(!profile->tagline.isEmpty());
             QVERIFY(profile->screenshotNames.size() >= 3);
             for (const QString& name : profile->screenshotNames)
                 QVERIFY2(!AppScreenshots::load(name, {}).isNull(), qPrintable(name));
-            QVERIFY(!profile->features.isEmpty());
-            for (qsizetype i = 0; i < profile->features.size(); ++i) {
+            for (qsizetype i = 0; i < profile->features.size(); ++i)
                 QCOMPARE(profile->features[i].number, i + 1);
-                QVERIFY(!profile->features[i].detail.isEmpty());
-            }
-            QVERIFY(profile->releaseDate.isValid());
-            QVERIFY(!profile->recentChanges.isEmpty());
-            // The latest release heads the changelog, which runs newest first.
+            // The latest release heads the changelog.
             QCOMPARE(profile->changelog.constFirst().version, profile->releaseVersion);
             for (qsizetype i = 1; i < profile->changelog.size(); ++i)
                 QVERIFY(profile->changelog[i].released < profile->changelog[i - 1].released);
         }
-        QCOMPARE(&AppDetailProfiles::profileFor(u"Vantor Creator"_s, u"Vantor Creator"_s),
-                 &AppDetailProfiles::creator());
-        QCOMPARE(&AppDetailProfiles::profileFor(u"Vantor Director"_s, u"Vantor Creator"_s),
-                 &AppDetailProfiles::director());
     }
 
     void screenshotsComeFromTheLauncherFirstThenFromInsideTheApplication_data() {
@@ -229,6 +237,77 @@ private Q_SLOTS:
         // A name is a file name, never a path out of the folders.
         QVERIFY(AppScreenshots::candidates(u"../../secret.png"_s, application).isEmpty());
         QVERIFY(AppScreenshots::candidates(u"a/b.png"_s, application).isEmpty());
+    }
+
+    void locationAnswersWithTheApplicationBundleTheUserAccepts() {
+        // The window tests see the panel, its title and its message come and go.
+        PanelLocationChooser chooser;
+        auto request = chooser.chooseApplication(locateDirector());
+        QCOMPARE(chooser.prompt(), u"Use This Application"_s);
+        QVERIFY(chooser.folder().isLocalFile());
+
+        chooser.accept(local(u"/opt/Stage/Vantor Director.APP/"_s));
+        QVERIFY(finishes(request));
+        QCOMPARE(answer(request), std::optional(local(u"/opt/Stage/Vantor Director.APP"_s)));
+        QVERIFY(!chooser.choosing());
+        QCOMPARE(chooser.title(), QString());
+    }
+
+    void locationPanelReopensInsideAnotherFolderUntilCancelled() {
+        PanelLocationChooser chooser;
+        QSignalSpy shown(&chooser, &PanelLocationChooser::panelRequested);
+        auto request = chooser.chooseApplication(locateDirector());
+
+        chooser.accept(local(u"/opt/Stage"_s));
+        QVERIFY(chooser.choosing());
+        QCOMPARE(chooser.folder(), local(u"/opt/Stage"_s));
+        QCOMPARE(chooser.title(), u"Locate Vantor Director"_s);
+        // Shown again only after the panel has closed from the answer.
+        QCOMPARE(shown.count(), 1);
+        QTRY_COMPARE(shown.count(), 2);
+        QVERIFY(!request.isReady());
+
+        // Cancelled before it could reopen: nothing, and no panel for a request that ended.
+        chooser.accept(local(u"/opt"_s));
+        chooser.cancel();
+        QVERIFY(finishes(request));
+        QCOMPARE(answer(request), std::nullopt);
+        QVERIFY(!chooser.choosing());
+        QTest::qWait(20);
+        QCOMPARE(shown.count(), 2);
+    }
+
+    void aNewerLocationRequestCancelsTheUnansweredOne() {
+        PanelLocationChooser chooser;
+        auto first = chooser.chooseApplication(locateDirector());
+        auto second = chooser.chooseApplication({u"Locate Vantor Creator"_s, {}, u"Use"_s});
+        QVERIFY(finishes(first));
+        QCOMPARE(answer(first), std::nullopt);
+        QCOMPARE(chooser.title(), u"Locate Vantor Creator"_s);
+
+        chooser.accept(local(u"/Applications/Vantor Creator.app"_s));
+        QVERIFY(finishes(second));
+        QCOMPARE(answer(second), std::optional(local(u"/Applications/Vantor Creator.app"_s)));
+    }
+
+    void onlyLocalFoldersNamedDotAppAreApplications_data() {
+        QTest::addColumn<QUrl>("folder");
+        QTest::addColumn<bool>("application");
+        QTest::newRow("bundle") << local(u"/Applications/Vantor Director.app"_s) << true;
+        QTest::newRow("upper case") << local(u"/Applications/VANTOR.App"_s) << true;
+        QTest::newRow("trailing slash") << local(u"/Applications/Vantor Director.app/"_s) << true;
+        QTest::newRow("plain folder") << local(u"/Applications"_s) << false;
+        QTest::newRow("named app") << local(u"/Applications/app"_s) << false;
+        QTest::newRow("only the extension") << local(u"/Applications/.app"_s) << false;
+        QTest::newRow("later suffix") << local(u"/Applications/Vantor.app.old"_s) << false;
+        QTest::newRow("inside a bundle") << local(u"/Applications/Vantor.app/Contents"_s) << false;
+        QTest::newRow("remote") << QUrl(u"https://example.com/Vantor.app"_s) << false;
+        QTest::newRow("empty") << QUrl() << false;
+    }
+
+    void onlyLocalFoldersNamedDotAppAreApplications() {
+        QFETCH(QUrl, folder);
+        QTEST(PanelLocationChooser::isApplicationBundle(folder), "application");
     }
 };
 
