@@ -50,6 +50,11 @@ class AccountFlowsTest : public QObject {
 
     auto& provider() { return *m_fixture->accountProvider; }
 
+    [[nodiscard]] bool syncAfter(int seconds) {
+        m_fixture->clock = m_fixture->clock.addSecs(seconds);
+        return finishes(m_store->accountFlows().syncAccountIfDue());
+    }
+
 private Q_SLOTS:
     void signInAppliesAndSavesTheAccount() {
         startStore(false);
@@ -165,7 +170,7 @@ private Q_SLOTS:
 
     void aThrowingSignOutStillEnds() {
         startStore(true);
-        provider().signOutCalls.answerWith([]() -> Done { throw std::runtime_error("socket"); });
+        provider().signOutCalls.failWith(std::runtime_error("socket"));
         m_store->requestSignOut();
         QTRY_COMPARE(m_store->message(), u"Vantor Launcher could not complete the operation."_s);
         QVERIFY(!m_store->accountFlows().isSigningOut());
@@ -217,6 +222,51 @@ private Q_SLOTS:
                  u"Account refreshed, but its offline copy could not be saved."_s);
     }
 
+    // The automatic sync tries at most once a minute, whether or not the last attempt worked.
+    void automaticSyncIsThrottled_data() {
+        QTest::addColumn<bool>("failing");
+        QTest::newRow("succeeding") << false;
+        QTest::newRow("failing") << true;
+    }
+
+    void automaticSyncIsThrottled() {
+        QFETCH(bool, failing);
+        startStore(true);
+        QCOMPARE(provider().refreshCalls.callCount(), 1); // start-up's own attempt
+        if (failing)
+            provider().refreshCalls.failWith(LaunchError::url(LaunchError::timedOut));
+        else
+            provider().refreshCalls.answerWith(customer);
+        QVERIFY(syncAfter(30));
+        QCOMPARE(provider().refreshCalls.callCount(), 1);
+        QVERIFY(syncAfter(31));
+        QCOMPARE(provider().refreshCalls.callCount(), 2);
+        QCOMPARE(m_store->accountFlows().syncState().kind, failing ? Kind::failed : Kind::synced);
+        QVERIFY(syncAfter(59));
+        QCOMPARE(provider().refreshCalls.callCount(), 2);
+        QVERIFY(syncAfter(1)); // exactly 60 s after the last attempt: due again
+        QCOMPARE(provider().refreshCalls.callCount(), 3);
+    }
+
+    void automaticSyncWaitsWhileBusyAndStopsWhenSignedOut() {
+        startStore(true);
+        m_fixture->clock = m_fixture->clock.addSecs(120);
+        auto manual = m_store->accountFlows().refreshAccount(); // ignores the window
+        QCOMPARE(m_store->accountFlows().syncState().kind, Kind::syncing);
+        QVERIFY(syncAfter(120));
+        QCOMPARE(provider().refreshCalls.callCount(), 2);
+        provider().refreshCalls.complete(customer);
+        QVERIFY(finishes(manual));
+
+        auto signOut = m_store->accountFlows().signOut();
+        QVERIFY(m_store->accountFlows().isSigningOut());
+        QVERIFY(syncAfter(120));
+        provider().signOutCalls.complete({});
+        QVERIFY(finishes(signOut));
+        QVERIFY(syncAfter(120)); // signed out now
+        QCOMPARE(provider().refreshCalls.callCount(), 2);
+    }
+
     void signInWithoutAProviderSaysSo() {
         StoreFixture fixture;
         auto collaborators = fixture.collaborators();
@@ -227,6 +277,7 @@ private Q_SLOTS:
         QCOMPARE(store.accountFlows().syncState(), AccountSyncState::signedOut());
     }
 
+    // Nor does the automatic sync run.
     void demoModeLeavesNoTraceOnDisk() {
         StoreFixture fixture;
         auto store = fixture.makeStore();
@@ -236,6 +287,10 @@ private Q_SLOTS:
         fixture.demoAccountProvider->signInCalls.answerWith(customer);
         fixture.demoAccountProvider->signOutCalls.answerWith(Done{});
         QVERIFY(finishes(store->accountFlows().signIn()));
+        fixture.clock = fixture.clock.addSecs(120);
+        QVERIFY(finishes(store->accountFlows().syncAccountIfDue()));
+        QCOMPARE(fixture.demoAccountProvider->refreshCalls.callCount(), 0);
+        QVERIFY(!store->accountFlows().lastAutomaticSyncAttempt());
         QVERIFY(finishes(store->accountFlows().signOut()));
         QCOMPARE(fixture.snapshotCache->loads + fixture.snapshotCache->saves +
                      fixture.snapshotCache->clears,

@@ -1,7 +1,6 @@
 #include "StoreDoubles.h"
 #include "foundation/DemoData.h"
 
-#include <QSignalSpy>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
@@ -98,43 +97,37 @@ private Q_SLOTS:
         QCOMPARE(fixture.accountProvider->refreshCalls.callCount(), 0);
     }
 
-    void demoStartOvertakesWaitingDiscovery() {
-        StoreFixture fixture;
-        fixture.discovery->discover.holdCalls();
-        auto store = fixture.makeStore();
-
-        auto production = store->start();
-        store->setDemoEnabled(true);
-        QVERIFY(finishes(store->start()));
-        const QList<InstalledApp> demoApps = store->apps();
-        QCOMPARE(demoApps[0].id, u"nz.co.halvex.Pellomar"_s);
-
-        fixture.discovery->discover.complete({fixture.missingDirector(), fixture.creator()});
-        QVERIFY(finishes(production));
-        QCOMPARE(store->apps(), demoApps);
-        QCOMPARE(fixture.releaseChecker->latest.callCount(), 0);
+    // A second start() overtakes the first, whether it switched to demo mode or not: what the
+    // first one's discovery finds later is dropped.
+    void secondStartDropsTheFirstsResult_data() {
+        QTest::addColumn<bool>("demo");
+        QTest::newRow("demo") << true;
+        QTest::newRow("production") << false;
     }
 
-    void secondProductionStartDropsTheFirstsResult() {
+    void secondStartDropsTheFirstsResult() {
+        QFETCH(bool, demo);
         StoreFixture fixture;
+        fixture.answerStartUp();
         fixture.discovery->discover.holdCalls();
-        // A function, not a copied empty optional: GCC's sanitizer build takes the latter for
-        // uninitialised memory.
-        fixture.releaseChecker->latest.answerWith(
-            [] { return std::optional<AvailableApplicationRelease>(); });
-        fixture.catalogue->load.answerWith(QList<ContentPack>{});
-        fixture.installer->versions.answerWith(QHash<QString, QString>{});
         auto store = fixture.makeStore();
 
         auto first = store->start();
+        store->setDemoEnabled(demo);
         auto second = store->start();
+        if (demo)
+            QVERIFY(finishes(second));
+        const QList<InstalledApp> before = store->apps();
+        QCOMPARE(before.isEmpty(), !demo);
         fixture.discovery->discover.complete({fixture.missingDirector(), fixture.creator()});
         QVERIFY(finishes(first));
-        QVERIFY(store->apps().isEmpty());
-        fixture.discovery->discover.complete({fixture.director(), fixture.creator()});
-        QVERIFY(finishes(second));
-        QVERIFY(store->apps()[0].path.has_value());
-        QCOMPARE(fixture.releaseChecker->latest.callCount(), 1);
+        QCOMPARE(store->apps(), before);
+        if (!demo) {
+            fixture.discovery->discover.complete({fixture.director(), fixture.creator()});
+            QVERIFY(finishes(second));
+            QVERIFY(store->apps()[0].path.has_value());
+        }
+        QCOMPARE(fixture.releaseChecker->latest.callCount(), demo ? 0 : 1);
     }
 
     void startsDemoScenarios_data() {
@@ -180,100 +173,5 @@ private Q_SLOTS:
     }
 };
 
-// The automatic account sync and its 60-second window.
-class AutomaticSyncTest : public QObject {
-    Q_OBJECT
-
-    std::unique_ptr<StoreFixture> m_fixture;
-    std::unique_ptr<LaunchStore> m_store;
-
-    void startSignedIn() {
-        m_fixture = std::make_unique<StoreFixture>();
-        m_fixture->snapshotCache->stored =
-            LaunchAccountSnapshot{1, customer, m_fixture->clock.addDays(-1)};
-        m_fixture->answerStartUp({}, {}, customer);
-        m_store = m_fixture->makeStore();
-        QVERIFY(finishes(m_store->start()));
-    }
-
-    int refreshes() const { return m_fixture->accountProvider->refreshCalls.callCount(); }
-
-    void syncAfter(int seconds) {
-        m_fixture->clock = m_fixture->clock.addSecs(seconds);
-        QVERIFY(finishes(m_store->accountFlows().syncAccountIfDue()));
-    }
-
-private Q_SLOTS:
-    void throttlesAttemptsToOnePerMinute() {
-        startSignedIn();
-        QCOMPARE(refreshes(), 1); // start-up's own attempt
-        syncAfter(30);
-        QCOMPARE(refreshes(), 1);
-        syncAfter(31);
-        QCOMPARE(refreshes(), 2);
-        syncAfter(59);
-        QCOMPARE(refreshes(), 2);
-        syncAfter(1); // exactly 60 s after the last attempt: due again
-        QCOMPARE(refreshes(), 3);
-    }
-
-    void failedAttemptsCountToo() {
-        startSignedIn();
-        m_fixture->accountProvider->refreshCalls.failWith(LaunchError::url(LaunchError::timedOut));
-        syncAfter(61);
-        QCOMPARE(refreshes(), 2);
-        QCOMPARE(m_store->accountFlows().syncState().kind, Kind::failed);
-        syncAfter(10);
-        QCOMPARE(refreshes(), 2);
-    }
-
-    void doesNothingWhileBusyOrSignedOut() {
-        startSignedIn();
-        m_fixture->accountProvider->refreshCalls.holdCalls();
-        m_fixture->clock = m_fixture->clock.addSecs(120);
-        auto manual =
-            m_store->accountFlows().refreshAccount(); // a manual refresh ignores the window
-        QCOMPARE(m_store->accountFlows().syncState().kind, Kind::syncing);
-        syncAfter(120);
-        QCOMPARE(refreshes(), 2);
-        m_fixture->accountProvider->refreshCalls.complete(customer);
-        QVERIFY(finishes(manual));
-
-        m_fixture->accountProvider->signOutCalls.holdCalls();
-        auto signOut = m_store->accountFlows().signOut();
-        QVERIFY(m_store->accountFlows().isSigningOut());
-        syncAfter(120);
-        QCOMPARE(refreshes(), 2);
-        m_fixture->accountProvider->signOutCalls.complete({});
-        QVERIFY(finishes(signOut));
-        syncAfter(120); // signed out now
-        QCOMPARE(refreshes(), 2);
-    }
-
-    void doesNothingInDemoMode() {
-        StoreFixture fixture;
-        auto store = fixture.makeStore();
-        store->setDemoEnabled(true);
-        QVERIFY(finishes(store->start()));
-        QVERIFY(store->accountFlows().account());
-        QVERIFY(finishes(store->accountFlows().syncAccountIfDue()));
-        QCOMPARE(fixture.demoAccountProvider->refreshCalls.callCount(), 0);
-        QVERIFY(!store->accountFlows().lastAutomaticSyncAttempt());
-    }
-};
-
-int main(int argc, char* argv[]) {
-    QCoreApplication application(argc, argv);
-    int status = 0;
-    {
-        LaunchStoreStartTest test;
-        status |= QTest::qExec(&test, argc, argv);
-    }
-    {
-        AutomaticSyncTest test;
-        status |= QTest::qExec(&test, argc, argv);
-    }
-    return status;
-}
-
+QTEST_GUILESS_MAIN(LaunchStoreStartTest)
 #include "LaunchStoreStartTest.moc"
