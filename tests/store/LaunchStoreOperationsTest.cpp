@@ -81,7 +81,6 @@ private Q_SLOTS:
 
         QVERIFY(finishes(store->start()));
         // The Director's update and one pack; the built-in Creator never counts.
-        QCOMPARE(store->apps()[1].state, InstallationState::included);
         QCOMPARE(store->updateCount(), 2);
     }
 
@@ -130,42 +129,9 @@ private Q_SLOTS:
         QVERIFY(fixture.workspace->revealed.isEmpty());
     }
 
-    void appliesAndForgetsRememberedLocations() {
-        StoreFixture fixture;
-        const QString folder = fixture.folder.filePath(u"Elsewhere"_s);
-        const QUrl verified = writeBundle(folder, u"Director.app"_s,
-                                          {u"nz.co.halvex.Pellomar"_s, u"2.3.0"_s, u"2300"_s});
-        const QUrl foreign = writeBundle(folder, u"Other.app"_s,
-                                         {u"nz.co.halvex.vantordirector"_s, u"9.0"_s, u"9"_s});
-        fixture.settings->setValue(u"selectedApplication.Vantor Director"_s,
-                                   verified.toLocalFile().toUtf8());
-        fixture.settings->setValue(u"selectedApplication.Vantor Creator"_s,
-                                   foreign.toLocalFile().toUtf8());
-        auto store = fixture.makeStore();
-
-        const auto apps = store->applicationFlows().applyRememberedLocations(
-            {fixture.missingDirector(), fixture.creator()});
-        QCOMPARE(apps[0].path, verified);
-        QCOMPARE(apps[0].installedVersion, u"2.3.0"_s);
-        QCOMPARE(apps[0].build, u"2300"_s);
-        QCOMPARE(apps[0].state, InstallationState::stale);
-        QCOMPARE(apps[0].lastChecked, fixture.clock);
-        QCOMPARE(
-            store->applicationFlows().securityScopedApplicationURLs().value(u"Vantor Director"_s),
-            verified);
-        // The identifier test is case-sensitive, so the lower-case copy is foreign and forgotten.
-        QVERIFY(!apps[1].path);
-        QVERIFY(!fixture.settings->contains(u"selectedApplication.Vantor Creator"_s));
-
-        // A bundle that has since gained another identifier is forgotten too.
-        writeBundle(folder, u"Director.app"_s, {u"com.example.Impostor"_s, u"2.3.0"_s, u"2300"_s});
-        const auto again = store->applicationFlows().applyRememberedLocations(
-            {fixture.missingDirector(), fixture.creator()});
-        QVERIFY(!again[0].path);
-        QVERIFY(!fixture.settings->contains(u"selectedApplication.Vantor Director"_s));
-    }
-
-    void remembersAChosenLocation() {
+    // A chosen bundle is verified, used at once and remembered. Every discovery that misses the
+    // application applies the remembered copy again, or forgets it once it is not verified.
+    void remembersAVerifiedLocation() {
         StoreFixture fixture;
         const QString folder = fixture.folder.filePath(u"Chosen"_s);
         const QUrl foreign =
@@ -173,6 +139,11 @@ private Q_SLOTS:
         const QUrl verified =
             writeBundle(folder, u"Vantor Director.app"_s,
                         {u"nz.co.halvex.VantorDirector"_s, u"2.4.0"_s, u"2400"_s});
+        // The identifier test is case-sensitive, so the lower-case copy is foreign and forgotten.
+        const QUrl lowerCase = writeBundle(folder, u"Other.app"_s,
+                                           {u"nz.co.halvex.vantordirector"_s, u"9.0"_s, u"9"_s});
+        fixture.settings->setValue(u"selectedApplication.Vantor Creator"_s,
+                                   lowerCase.toLocalFile().toUtf8());
         auto collaborators = fixture.collaborators();
         const auto bookmarks = std::make_shared<RecordingBookmarks>();
         collaborators.bookmarks = bookmarks;
@@ -181,6 +152,7 @@ private Q_SLOTS:
                                  &ApplicationFlows::securityScopedApplicationURLsChanged);
         fixture.answerStartUp({fixture.missingDirector(), fixture.creator()});
         QVERIFY(finishes(store->start()));
+        QVERIFY(!fixture.settings->contains(u"selectedApplication.Vantor Creator"_s));
 
         fixture.locationChooser->choose.answerWith(std::optional<QUrl>());
         QVERIFY(finishes(store->applicationFlows().chooseApplicationLocation(store->apps()[0])));
@@ -210,9 +182,21 @@ private Q_SLOTS:
         QCOMPARE(accessChanges.count(), 1);
         QTRY_COMPARE(fixture.releaseChecker->latest.callCount(), 2);
 
-        // The next discovery that misses it still shows the remembered copy.
+        fixture.clock = fixture.clock.addSecs(60);
         QVERIFY(finishes(store->applicationFlows().refreshApplications()));
-        QCOMPARE(store->apps()[0].path, verified);
+        const InstalledApp remembered = store->apps()[0];
+        QCOMPARE(remembered.path, verified);
+        QCOMPARE(remembered.installedVersion, u"2.4.0"_s);
+        QCOMPARE(remembered.build, u"2400"_s);
+        QCOMPARE(remembered.state, InstallationState::stale);
+        QCOMPARE(remembered.lastChecked, fixture.clock);
+
+        // A bundle that has since gained another identifier is forgotten.
+        writeBundle(folder, u"Vantor Director.app"_s,
+                    {u"com.example.Impostor"_s, u"2.4.0"_s, u"2400"_s});
+        QVERIFY(finishes(store->applicationFlows().refreshApplications()));
+        QVERIFY(!store->apps()[0].path);
+        QVERIFY(!fixture.settings->contains(u"selectedApplication.Vantor Director"_s));
     }
 
     void followsWorkspaceOneRefreshAtATime() {
@@ -258,11 +242,11 @@ private Q_SLOTS:
         QTRY_COMPARE(store->apps().size(), 2);
     }
 
+    // The views bind to these; the queued update's signal is UpdateFlowTest's.
     void publishedStateNotifiesItsChanges() {
         StoreFixture fixture;
         auto store = fixture.makeStore();
         QSignalSpy provider(&store->accountFlows(), &AccountFlows::accountProviderChanged);
-        QSignalSpy queued(&store->updateFlow(), &UpdateFlow::queuedUpdateApplicationChanged);
         QSignalSpy attempt(&store->accountFlows(), &AccountFlows::lastAutomaticSyncAttemptChanged);
 
         store->setDemoEnabled(true);
@@ -271,21 +255,12 @@ private Q_SLOTS:
 
         const WebsiteAccount customer{u"cust-42"_s, u"Ana Example"_s, u"ana@example.com"_s};
         fixture.snapshotCache->stored = LaunchAccountSnapshot{1, customer, fixture.clock};
-        InstalledApp director = fixture.director(u"2.4.1"_s);
-        director.isRunning = true;
-        fixture.answerStartUp({director, fixture.creator()}, {}, customer);
-        fixture.workspace->running = {{4242, director.bundleIdentifier, *director.path}};
-        fixture.releaseChecker->latest.answerWith(makeRelease(u"2.5.0"_s));
+        fixture.answerStartUp({}, {}, customer);
         store->setDemoEnabled(false);
         QVERIFY(finishes(store->start()));
         QCOMPARE(provider.count(), 2);
         QCOMPARE(attempt.count(), 1);
         QCOMPARE(store->accountFlows().lastAutomaticSyncAttempt(), fixture.clock);
-
-        store->updateFlow().updateApplication(store->apps()[0]);
-        store->updateFlow().confirmRunningUpdate();
-        QTRY_COMPARE(queued.count(), 1);
-        QCOMPARE(store->updateFlow().queuedUpdateApplication()->id, director.id);
     }
 
     void demoLaunchNotificationRestoresCreatorsOwnRecord() {

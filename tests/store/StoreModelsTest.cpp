@@ -18,8 +18,8 @@ QStringList idsIn(const ContentPackListModel& model) {
 
 } // namespace
 
-// The lists as the views read them: a change reaches the views as the rows it touches, never as a
-// reset that would rebuild every delegate.
+// The pack list as the views read it, where a change reaches the views as the rows it touches,
+// never as a reset that would rebuild every delegate; and a transfer's progress as they show it.
 class StoreModelsTest : public QObject {
     Q_OBJECT
 
@@ -47,40 +47,6 @@ private Q_SLOTS:
         QCOMPARE(inserted.size(), 1);
         QCOMPARE(moved.size(), 1);
         QCOMPARE(changed.size(), 1);
-        QCOMPARE(resets.size(), 0);
-    }
-
-    void aDownloadAndItsProgressChangeTheirPackRowOnly() {
-        StoreFixture fixture;
-        const WebsiteAccount customer{u"cust-42"_s, u"Ana"_s, u"ana@example.com"_s};
-        fixture.snapshotCache->stored = LaunchAccountSnapshot{1, customer, fixture.clock};
-        fixture.answerStartUp(
-            {fixture.director(), fixture.creator()},
-            {makePack(u"coast"_s, u"Coast"_s), makePack(u"nature"_s, u"Nature"_s)}, customer);
-        auto store = fixture.makeStore();
-        auto* packs = store->property("packs").value<ContentPackListModel*>();
-        QVERIFY(finishes(store->start()));
-        QCOMPARE(idsIn(*packs), QStringList({u"coast"_s, u"nature"_s}));
-        QSignalSpy resets(packs, &QAbstractItemModel::modelReset);
-        QSignalSpy changed(packs, &QAbstractItemModel::dataChanged);
-
-        fixture.accountProvider->manifestCalls.answerWith(LaunchContentPackManifest{});
-        fixture.installer->installCalls.holdCalls();
-        auto task = store->packFlows().installPack(u"coast"_s);
-        QVERIFY(QTest::qWaitFor([&] { return bool(fixture.installer->control.progress); }));
-        fixture.installer->control.progress(10, 100);
-        const QModelIndex coast = packs->index(0);
-        QCOMPARE(coast.data(ContentPackListModel::PackRole).value<ContentPack>().installation,
-                 PackInstallation::downloading);
-        QCOMPARE(coast.data(ContentPackListModel::ReceivedRole).toLongLong(), 10);
-        QCOMPARE(coast.data(ContentPackListModel::ExpectedRole).toLongLong(), 100);
-        for (const QList<QVariant>& signal : changed)
-            QCOMPARE(signal[0].toModelIndex().row(), 0);
-
-        fixture.installer->versions.answerWith(QHash<QString, QString>{{u"coast"_s, u"1.0"_s}});
-        fixture.installer->installCalls.complete({});
-        QVERIFY(finishes(task));
-        QCOMPARE(coast.data(ContentPackListModel::ReceivedRole).toLongLong(), 0);
         QCOMPARE(resets.size(), 0);
     }
 

@@ -202,12 +202,8 @@ inline QByteArray json(const char* text) {
     return QByteArray(text).replace('\'', '"');
 }
 
-// Waits for an eagerly started task without blocking the event loop.
-template <typename T>
-bool finishes(QCoro::Task<T>& task, int milliseconds = 5000) {
+// Waits for an eagerly started task (held or temporary) without blocking the event loop.
+template <typename Task>
+bool finishes(Task&& task, int milliseconds = 5000) {
     return QTest::qWaitFor([&] { return task.isReady(); }, milliseconds);
-}
-template <typename T>
-bool finishes(QCoro::Task<T>&& task, int milliseconds = 5000) {
-    return finishes(task, milliseconds);
 }
