@@ -132,18 +132,17 @@ private Q_SLOTS:
 
     void startsDemoScenarios_data() {
         QTest::addColumn<DemoScenario>("scenario");
-        QTest::addColumn<bool>("signedIn");
         QTest::addColumn<int>("syncKind");
-        QTest::newRow("signed out") << DemoScenario::signedOut << false << int(Kind::signedOut);
-        QTest::newRow("combined") << DemoScenario::combined << true << int(Kind::synced);
+        QTest::newRow("signed out") << DemoScenario::signedOut << int(Kind::signedOut);
+        QTest::newRow("combined") << DemoScenario::combined << int(Kind::synced);
         QTest::newRow("expired session")
-            << DemoScenario::expiredSession << true << int(Kind::sessionExpired);
+            << DemoScenario::expiredSession << int(Kind::sessionExpired);
     }
 
     void startsDemoScenarios() {
         QFETCH(DemoScenario, scenario);
-        QFETCH(bool, signedIn);
         QFETCH(int, syncKind);
+        const bool signedIn = syncKind != int(Kind::signedOut);
         StoreFixture fixture;
         fixture.snapshotCache->stored = LaunchAccountSnapshot{1, customer, fixture.clock};
         auto store = fixture.makeStore();

@@ -265,11 +265,9 @@ private Q_SLOTS:
         auto store = fixture.makeStore();
         store->setDemoEnabled(true);
         QVERIFY(finishes(store->start()));
-        auto refresh = store->packFlows().refreshContentPacks();
-        QVERIFY(finishes(refresh));
+        QVERIFY(finishes(store->packFlows().refreshContentPacks()));
         QCOMPARE(store->message(), u"Demo mode did not refresh production Content Packs."_s);
-        auto open = store->packFlows().openContentPackManagement();
-        QVERIFY(finishes(open));
+        QVERIFY(finishes(store->packFlows().openContentPackManagement()));
         QCOMPARE(store->message(),
                  u"Demo mode did not open Vantor Creator or change installed content."_s);
         QVERIFY(finishes(store->packFlows().installPack(u"demo-nature-light"_s)));

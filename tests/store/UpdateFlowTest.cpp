@@ -16,9 +16,9 @@ RunningApplication runningCopy(const InstalledApp& app) {
 
 // A Director that runs from the place discovery recorded.
 InstalledApp runningDirector(StoreFixture& fixture) {
-    InstalledApp director = fixture->director();
+    InstalledApp director = fixture.director();
     director.isRunning = true;
-    fixture->workspace->running = {runningCopy(director)};
+    fixture.workspace->running = {runningCopy(director)};
     return director;
 }
 
@@ -324,21 +324,19 @@ private Q_SLOTS:
         auto resumed = store->applicationFlows().refreshApplications();
         QTRY_COMPARE(fixture->updater->install.pendingCount(), 1);
 
+        const bool demoInRefresh = interruption == u"demo in refresh"_s;
         if (interruption == u"demo"_s)
             store->setDemoEnabled(true);
-        if (interruption != u"demo in refresh"_s) {
+        if (!demoInRefresh) {
             fixture->answerStartUp({director, fixture->creator()});
             QVERIFY(finishes(store->start()));
         }
         fixture->discovery->discover.holdCalls();
         fixture->updater->install.complete({});
-        if (interruption == u"demo in refresh"_s) {
+        if (!store->demoEnabled()) {
             QTRY_COMPARE(fixture->discovery->discover.pendingCount(), 1);
-            store->setDemoEnabled(true);
-            fixture->discovery->discover.complete(
-                {fixture->director(u"2.5.0"_s), fixture->creator()});
-        } else if (!store->demoEnabled()) {
-            QTRY_COMPARE(fixture->discovery->discover.pendingCount(), 1);
+            if (demoInRefresh)
+                store->setDemoEnabled(true);
             fixture->discovery->discover.complete(
                 {fixture->director(u"2.5.0"_s), fixture->creator()});
         }
