@@ -32,6 +32,8 @@ class UpdateFlowTest : public QObject {
     std::unique_ptr<StoreFixture> fixture;
     std::unique_ptr<LaunchStore> store;
 
+    UpdateFlow& flow() { return store->updateFlow(); }
+
     // Discovery (this Director and the Creator) and the release check answer at once; the refresh
     // runs to its end.
     [[nodiscard]] bool refresh(const InstalledApp& director, Release latest) {
@@ -47,44 +49,42 @@ private Q_SLOTS:
         store = fixture->makeStore();
     }
 
+    // Director 2.5.0 of the given build against the release the check finds.
     void decidesFromTheRelease_data() {
-        QTest::addColumn<QString>("installedVersion");
         QTest::addColumn<QString>("installedBuild");
         QTest::addColumn<Release>("latest");
         QTest::addColumn<InstallationState>("state");
         QTest::addColumn<QString>("buttonTitle");
 
         QTest::newRow("newer build")
-            << u"2.5.0"_s << u"2500"_s << Release(makeRelease(u"2.5.0"_s, u"2501"_s))
+            << u"2500"_s << Release(makeRelease(u"2.5.0"_s, u"2501"_s))
             << InstallationState::updateAvailable << u"Update to 2.5.0 build 2501"_s;
         QTest::newRow("release without build")
-            << u"2.5.0"_s << u"2500"_s << Release(makeRelease(u"2.5.0"_s))
-            << InstallationState::current << u"Update to 2.5.0"_s;
+            << u"2500"_s << Release(makeRelease(u"2.5.0"_s)) << InstallationState::current
+            << u"Update to 2.5.0"_s;
         QTest::newRow("installed build not a number")
-            << u"2.5.0"_s << u"25a"_s << Release(makeRelease(u"2.5.0"_s, u"2501"_s))
-            << InstallationState::stale << u"Update to 2.5.0 build 2501"_s;
+            << u"25a"_s << Release(makeRelease(u"2.5.0"_s, u"2501"_s)) << InstallationState::stale
+            << u"Update to 2.5.0 build 2501"_s;
         QTest::newRow("no applicable release")
-            << u"2.5.0"_s << u"2500"_s << Release() << InstallationState::stale << u"Update Now"_s;
+            << u"2500"_s << Release() << InstallationState::stale << u"Update Now"_s;
     }
 
     void decidesFromTheRelease() {
-        QFETCH(QString, installedVersion);
         QFETCH(QString, installedBuild);
         QFETCH(Release, latest);
         QFETCH(InstallationState, state);
         QFETCH(QString, buttonTitle);
         fixture->clock = fixture->clock.addSecs(60);
 
-        QVERIFY(refresh(fixture->director(installedVersion, installedBuild), latest));
+        QVERIFY(refresh(fixture->director(u"2.5.0"_s, installedBuild), latest));
         const InstalledApp& director = store->apps()[0];
         QCOMPARE(director.state, state);
         QCOMPARE(director.availableVersion,
                  latest ? std::optional<QString>(latest->version) : std::nullopt);
         QCOMPARE(director.lastChecked, fixture->clock);
-        QCOMPARE(store->updateFlow().availableDirectorRelease(), latest);
-        QCOMPARE(
-            UpdateFlow::updateButtonTitle(director, store->updateFlow().availableDirectorRelease()),
-            buttonTitle);
+        QCOMPARE(flow().availableDirectorRelease(), latest);
+        QCOMPARE(UpdateFlow::updateButtonTitle(director, flow().availableDirectorRelease()),
+                 buttonTitle);
     }
 
     void failedCheckLeavesTheDirectorUnknown() {
@@ -92,9 +92,9 @@ private Q_SLOTS:
         QCOMPARE(store->apps()[0].state, InstallationState::updateAvailable);
 
         fixture->releaseChecker->latest.failWith(LaunchError::url(LaunchError::timedOut));
-        QVERIFY(finishes(store->updateFlow().checkDirectorRelease()));
+        QVERIFY(finishes(flow().checkDirectorRelease()));
         QCOMPARE(store->apps()[0].state, InstallationState::stale);
-        QVERIFY(!store->updateFlow().availableDirectorRelease());
+        QVERIFY(!flow().availableDirectorRelease());
         QCOMPARE(store->message(), u"The Vantor Director update check could not be completed."_s);
 
         // A Director that is not installed stays so.
@@ -119,35 +119,35 @@ private Q_SLOTS:
         QVERIFY(finishes(first));
         QCOMPARE(store->apps()[0].state, InstallationState::current);
         QCOMPARE(store->apps()[0].availableVersion, u"2.5.0"_s);
-        QCOMPARE(store->updateFlow().availableDirectorRelease(), makeRelease(u"2.5.0"_s));
+        QCOMPARE(flow().availableDirectorRelease(), makeRelease(u"2.5.0"_s));
     }
 
     void releaseIsKeptWhenTheRowIsGone() {
         QVERIFY(refresh(fixture->director(), std::nullopt));
         fixture->releaseChecker->latest.holdCalls();
-        auto check = store->updateFlow().checkDirectorRelease();
+        auto check = flow().checkDirectorRelease();
 
         // Meanwhile discovery reports no Director row at all.
         fixture->discovery->discover.answerWith(QList<InstalledApp>{fixture->creator()});
         QVERIFY(finishes(store->applicationFlows().refreshApplications()));
         fixture->releaseChecker->latest.complete(makeRelease(u"2.5.0"_s));
         QVERIFY(finishes(check));
-        QCOMPARE(store->updateFlow().availableDirectorRelease(), makeRelease(u"2.5.0"_s));
+        QCOMPARE(flow().availableDirectorRelease(), makeRelease(u"2.5.0"_s));
     }
 
     void demoSwitchDuringTheManifestWaitStopsTheUpdate() {
         QVERIFY(refresh(fixture->director(), std::nullopt));
         fixture->releaseChecker->latest.holdCalls();
         fixture->updater->install.holdCalls();
-        auto update = store->updateFlow().installUpdate(store->apps()[0]);
+        auto update = flow().installUpdate(store->apps()[0]);
 
         store->setDemoEnabled(true);
         QVERIFY(finishes(store->start()));
         fixture->releaseChecker->latest.complete(makeRelease(u"2.5.0"_s));
         QVERIFY(finishes(update));
         QCOMPARE(fixture->updater->install.callCount(), 0);
-        QVERIFY(!store->updateFlow().availableDirectorRelease());
-        QVERIFY(!store->updateFlow().updatingAppID());
+        QVERIFY(!flow().availableDirectorRelease());
+        QVERIFY(!flow().updatingAppID());
         QVERIFY(!store->message());
         QCOMPARE(store->apps()[0].id, u"nz.co.halvex.Pellomar"_s);
     }
@@ -189,18 +189,17 @@ private Q_SLOTS:
         QFETCH(QString, end);
         QFETCH(QString, message);
         QFETCH(InstallationState, state);
-        UpdateFlow& flow = store->updateFlow();
         QVERIFY(refresh(fixture->director(), makeRelease(u"2.5.0"_s)));
         fixture->updater->prepare.holdCalls();
 
-        flow.updateApplication(store->apps()[0]);
+        flow().updateApplication(store->apps()[0]);
         QCOMPARE(fixture->updater->releases, QList{makeRelease(u"2.5.0"_s)});
         QVERIFY(!fixture->updater->control.background);
         QCOMPARE(store->message(), u"Downloading Vantor Director 2.5.0…"_s);
-        QCOMPARE(flow.updatingAppID(), fixture->director().id);
+        QCOMPARE(flow().updatingAppID(), fixture->director().id);
         QCOMPARE(store->apps()[0].state, InstallationState::checking);
         // A second press while the update runs is ignored without a word.
-        flow.updateApplication(store->apps()[0]);
+        flow().updateApplication(store->apps()[0]);
         QCOMPARE(fixture->updater->prepare.callCount(), 1);
 
         if (end == u"installed"_s) {
@@ -209,21 +208,21 @@ private Q_SLOTS:
             fixture->updater->install.answerWith(Done{});
             fixture->updater->prepare.complete({});
         } else if (end == u"cancelled"_s) {
-            Transfer* transfer = flow.transfer();
+            Transfer* transfer = flow().transfer();
             QVERIFY(transfer && transfer->cancellable());
             fixture->updater->control.committing();
             QVERIFY(!transfer->cancellable());
-            flow.cancelUpdate();
+            flow().cancelUpdate();
             QVERIFY(!fixture->updater->control.isCancelled());
             transfer->setCancellable(true);
-            flow.cancelUpdate();
+            flow().cancelUpdate();
             QVERIFY(fixture->updater->control.isCancelled());
             fixture->updater->prepare.fail(LaunchError::url(LaunchError::cancelled));
         } else {
             fixture->updater->prepare.fail(std::runtime_error("disk on fire"));
         }
-        QTRY_VERIFY(!flow.updatingAppID());
-        QVERIFY(!flow.transfer());
+        QTRY_VERIFY(!flow().updatingAppID());
+        QVERIFY(!flow().transfer());
         QCOMPARE(store->message(), message);
         QCOMPARE(store->apps()[0].state, state);
         QCOMPARE(store->apps()[0].installedVersion,
@@ -237,22 +236,21 @@ private Q_SLOTS:
         fixture->updater->install.holdCalls();
 
         // Without a known release each press asks for the manifest first.
-        store->updateFlow().updateApplication(store->apps()[0]);
-        store->updateFlow().updateApplication(store->apps()[0]);
+        flow().updateApplication(store->apps()[0]);
+        flow().updateApplication(store->apps()[0]);
         QCOMPARE(fixture->releaseChecker->latest.pendingCount(), 2);
         fixture->releaseChecker->latest.complete(makeRelease(u"2.5.0"_s));
         fixture->releaseChecker->latest.complete(makeRelease(u"2.5.0"_s));
 
         QCOMPARE(fixture->updater->install.callCount(), 1);
-        QCOMPARE(store->updateFlow().updatingAppID(), fixture->director().id);
+        QCOMPARE(flow().updatingAppID(), fixture->director().id);
         fixture->updater->install.fail(LaunchError::url(LaunchError::networkConnectionLost));
-        QVERIFY(!store->updateFlow().updatingAppID());
+        QVERIFY(!flow().updatingAppID());
     }
 
     // Director keeps running while its update downloads and is closed only once the exchange
     // remains; the flow reopens it afterwards, even when the exchange is refused.
     void closesUpdatesAndReopensARunningDirector() {
-        UpdateFlow& flow = store->updateFlow();
         const InstalledApp director = runningDirector(*fixture);
         // Another copy runs from elsewhere; only the recorded one is asked to quit.
         const RunningApplication otherCopy{
@@ -261,21 +259,21 @@ private Q_SLOTS:
         fixture->workspace->running.append(otherCopy);
         QVERIFY(refresh(director, makeRelease(u"2.5.0"_s)));
 
-        flow.updateApplication(store->apps()[0]);
-        QCOMPARE(flow.runningUpdatePromptAppID(), director.id);
+        flow().updateApplication(store->apps()[0]);
+        QCOMPARE(flow().runningUpdatePromptAppID(), director.id);
         QCOMPARE(fixture->updater->prepare.callCount(), 0);
 
-        QSignalSpy queued(&flow, &UpdateFlow::queuedUpdateApplicationChanged);
+        QSignalSpy queued(&flow(), &UpdateFlow::queuedUpdateApplicationChanged);
         fixture->updater->prepare.holdCalls();
-        flow.confirmRunningUpdate();
-        QVERIFY(!flow.runningUpdatePromptAppID());
+        flow().confirmRunningUpdate();
+        QVERIFY(!flow().runningUpdatePromptAppID());
         QCOMPARE(fixture->updater->prepare.pendingCount(), 1);
         QVERIFY(fixture->workspace->terminated.isEmpty());
         fixture->updater->prepare.complete({});
         QCOMPARE(fixture->workspace->terminated, QList{runningCopy(director)});
         QCOMPARE(store->message(), u"Closing Vantor Director before installing the update…"_s);
         QCOMPARE(queued.count(), 1);
-        QCOMPARE(flow.queuedUpdateApplication()->id, director.id);
+        QCOMPARE(flow().queuedUpdateApplication()->id, director.id);
 
         // It refuses to quit (unsaved work): a launch elsewhere refreshes, nothing installs.
         QVERIFY(refresh(director, makeRelease(u"2.5.0"_s)));
@@ -288,12 +286,12 @@ private Q_SLOTS:
             LaunchError(LaunchError::Domain::updater, 3, u"The download could not be verified."_s));
         QVERIFY(refresh(quit, makeRelease(u"2.5.0"_s)));
         QCOMPARE(fixture->updater->install.callCount(), 1);
-        QVERIFY(!flow.runningUpdatePromptAppID());
+        QVERIFY(!flow().runningUpdatePromptAppID());
         QCOMPARE(store->message(),
                  u"Vantor Director could not be updated: The download could not be verified."_s);
         QCOMPARE(store->apps()[0].state, InstallationState::updateAvailable);
         QCOMPARE(fixture->workspace->opened, QList{*director.path});
-        QVERIFY(!flow.reopenAfterUpdateAppID());
+        QVERIFY(!flow().reopenAfterUpdateAppID());
     }
 
     // Closing the window to the tray and showing it again runs start() while an update installs:
@@ -312,8 +310,8 @@ private Q_SLOTS:
         QFETCH(bool, reopened);
         InstalledApp director = runningDirector(*fixture);
         QVERIFY(refresh(director, makeRelease(u"2.5.0"_s)));
-        store->updateFlow().updateApplication(store->apps()[0]);
-        store->updateFlow().confirmRunningUpdate();
+        flow().updateApplication(store->apps()[0]);
+        flow().confirmRunningUpdate();
 
         // Director quits; the refresh that follows resumes the queued update.
         fixture->workspace->running = {};
@@ -323,6 +321,7 @@ private Q_SLOTS:
         fixture->releaseChecker->latest.answerWith(makeRelease(u"2.5.0"_s));
         auto resumed = store->applicationFlows().refreshApplications();
         QTRY_COMPARE(fixture->updater->install.pendingCount(), 1);
+        QVERIFY(fixture->workspace->opened.isEmpty()); // reopened only once installed
 
         const bool demoInRefresh = interruption == u"demo in refresh"_s;
         if (interruption == u"demo"_s)
@@ -341,10 +340,10 @@ private Q_SLOTS:
                 {fixture->director(u"2.5.0"_s), fixture->creator()});
         }
         QVERIFY(finishes(resumed));
-        QVERIFY(!store->updateFlow().updatingAppID());
+        QVERIFY(!flow().updatingAppID());
         QCOMPARE(store->message(), u"Vantor Director 2.5.0 was installed successfully."_s);
         QCOMPARE(fixture->workspace->opened.size(), reopened ? 1 : 0);
-        QVERIFY(!store->updateFlow().reopenAfterUpdateAppID());
+        QVERIFY(!flow().reopenAfterUpdateAppID());
     }
 
     // Nothing is queued for a running Director that this build cannot update or cannot close.
@@ -372,13 +371,13 @@ private Q_SLOTS:
         fixture->workspace->terminateSucceeds = false;
         QVERIFY(refresh(runningDirector(*fixture), makeRelease(u"2.5.0"_s)));
 
-        store->updateFlow().updateApplication(store->apps()[0]);
-        store->updateFlow().confirmRunningUpdate();
+        flow().updateApplication(store->apps()[0]);
+        flow().confirmRunningUpdate();
         QCOMPARE(store->message(), message);
         QCOMPARE(fixture->workspace->terminated.size(), hasUpdater ? 1 : 0);
-        QVERIFY(!store->updateFlow().queuedUpdateApplication());
-        QVERIFY(!store->updateFlow().reopenAfterUpdateAppID());
-        QVERIFY(!store->updateFlow().runningUpdatePromptAppID());
+        QVERIFY(!flow().queuedUpdateApplication());
+        QVERIFY(!flow().reopenAfterUpdateAppID());
+        QVERIFY(!flow().runningUpdatePromptAppID());
     }
 };
 

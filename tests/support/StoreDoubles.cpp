@@ -20,12 +20,6 @@ QCoro::Task<PreparedRelease> ScriptedUpdater::prepareUpdate(AvailableApplication
     co_return PreparedRelease{release, bundle};
 }
 
-QCoro::Task<> ScriptedInstaller::install(QString, LaunchContentPackManifest,
-                                         TransferControl latest) {
-    control = std::move(latest);
-    co_await installCalls.call();
-}
-
 std::optional<LaunchAccountSnapshot> MemorySnapshotCache::load() {
     ++loads;
     if (failsToLoad)
@@ -38,11 +32,6 @@ void MemorySnapshotCache::save(const LaunchAccountSnapshot& snapshot) {
     if (failsToSave)
         throw LaunchError::file(u"disk full"_s);
     stored = snapshot;
-}
-
-void MemorySnapshotCache::clear() {
-    ++clears;
-    stored.reset();
 }
 
 QList<RunningApplication>

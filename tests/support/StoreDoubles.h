@@ -59,8 +59,10 @@ public:
     ScriptedCalls<QHash<QString, QString>> versions{"installedPackVersions"};
     // The control of the latest install, for the test to drive.
     TransferControl control;
-    QCoro::Task<> install(QString packID, LaunchContentPackManifest manifest,
-                          TransferControl control) override;
+    QCoro::Task<> install(QString, LaunchContentPackManifest, TransferControl latest) override {
+        control = std::move(latest);
+        co_await installCalls.call();
+    }
     QCoro::Task<QHash<QString, QString>> installedPackVersions() override {
         return versions.call();
     }
@@ -92,7 +94,10 @@ public:
 
     std::optional<LaunchAccountSnapshot> load() override;
     void save(const LaunchAccountSnapshot& snapshot) override;
-    void clear() override;
+    void clear() override {
+        ++clears;
+        stored.reset();
+    }
 };
 
 class RecordingWorkspace : public Workspace {
