@@ -333,7 +333,9 @@ private Q_SLOTS:
         QTRY_COMPARE(fixture.releaseChecker->latest.callCount(), 2);
 
         fixture.clock = fixture.clock.addSecs(60);
+        const qsizetype accesses = bookmarks->accessed.size();
         QVERIFY(finishes(store->applicationFlows().refreshApplications()));
+        QCOMPARE(bookmarks->accessed.size(), accesses + 1);
         const InstalledApp remembered = store->apps()[0];
         QCOMPARE(remembered.path, verified);
         QCOMPARE(remembered.installedVersion, u"2.4.0"_s);

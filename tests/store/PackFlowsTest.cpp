@@ -12,13 +12,6 @@ namespace {
 const WebsiteAccount customer{u"cust-42"_s, u"Ana Example"_s, u"ana@example.com"_s};
 const QString unexpectedFailure = u"Vantor Launcher could not complete the operation."_s;
 
-QList<PackInstallation> installations(const QList<ContentPack>& packs) {
-    QList<PackInstallation> states;
-    for (const ContentPack& pack : packs)
-        states.append(pack.installation);
-    return states;
-}
-
 QStringList idsIn(const ContentPackListModel& model) {
     QStringList ids;
     for (int row = 0; row < model.rowCount(); ++row)
@@ -237,7 +230,7 @@ private Q_SLOTS:
         m_store->setDemoEnabled(true);
         QVERIFY(finishes(m_store->start()));
         const QList<ContentPack> demoPacks = m_store->packs();
-        QCOMPARE(installations(demoPacks).last(), PackInstallation::installed);
+        QCOMPARE(demoPacks.last().installation, PackInstallation::installed);
 
         const LaunchError failure(LaunchError::Domain::installer, 1, u"The download failed."_s);
         if (flow == u"versions"_s || flow == u"refresh"_s) {
