@@ -17,15 +17,6 @@ namespace {
 
 const WebsiteAccount customer{u"cust-42"_s, u"Ana Example"_s, u"ana@example.com"_s};
 
-std::unique_ptr<LaunchStore> startedDemoStore(StoreFixture& fixture) {
-    auto store = fixture.makeStore();
-    store->setDemoEnabled(true);
-    auto task = store->start();
-    if (!finishes(task))
-        qFatal("demo start did not finish");
-    return store;
-}
-
 QStringList names(const QList<ContentPack>& packs) {
     QStringList result;
     for (const ContentPack& pack : packs)
@@ -55,17 +46,29 @@ public:
 class LaunchStoreTest : public QObject {
     Q_OBJECT
 
+    std::unique_ptr<StoreFixture> fixture;
+    std::unique_ptr<LaunchStore> store;
+
+    void startDemo() {
+        store->setDemoEnabled(true);
+        QVERIFY(finishes(store->start()));
+    }
+
 private Q_SLOTS:
+    void init() {
+        store.reset();
+        fixture = std::make_unique<StoreFixture>();
+        store = fixture->makeStore();
+    }
+
     void runsStartUpStepsInOrder() {
-        StoreFixture fixture;
-        const QDateTime savedAt = fixture.clock.addDays(-2);
-        fixture.snapshotCache->stored = LaunchAccountSnapshot{1, customer, savedAt};
-        fixture.discovery->discover.holdCalls();
-        fixture.releaseChecker->latest.holdCalls();
-        fixture.catalogue->load.holdCalls();
-        fixture.accountProvider->refreshCalls.holdCalls();
-        fixture.installer->versions.answerWith(QHash<QString, QString>{{u"coast"_s, u"1.0"_s}});
-        auto store = fixture.makeStore();
+        const QDateTime savedAt = fixture->clock.addDays(-2);
+        fixture->snapshotCache->stored = LaunchAccountSnapshot{1, customer, savedAt};
+        fixture->discovery->discover.holdCalls();
+        fixture->releaseChecker->latest.holdCalls();
+        fixture->catalogue->load.holdCalls();
+        fixture->accountProvider->refreshCalls.holdCalls();
+        fixture->installer->versions.answerWith(QHash<QString, QString>{{u"coast"_s, u"1.0"_s}});
         store->setMessage(u"left over"_s);
 
         auto task = store->start();
@@ -73,20 +76,20 @@ private Q_SLOTS:
         QVERIFY(!store->message());
         QCOMPARE(store->accountFlows().account(), customer);
         QCOMPARE(store->accountFlows().syncState(), AccountSyncState::stale(savedAt));
-        QCOMPARE(fixture.discovery->discover.pendingCount(), 1);
-        QCOMPARE(fixture.releaseChecker->latest.callCount(), 0);
+        QCOMPARE(fixture->discovery->discover.pendingCount(), 1);
+        QCOMPARE(fixture->releaseChecker->latest.callCount(), 0);
 
-        fixture.discovery->discover.complete({fixture.director(), fixture.creator()});
+        fixture->discovery->discover.complete({fixture->director(), fixture->creator()});
         QCOMPARE(store->apps().size(), 2);
         QCOMPARE(store->apps()[1].state, InstallationState::included);
-        QCOMPARE(fixture.releaseChecker->latest.pendingCount(), 1);
-        QCOMPARE(fixture.catalogue->load.callCount(), 0);
+        QCOMPARE(fixture->releaseChecker->latest.pendingCount(), 1);
+        QCOMPARE(fixture->catalogue->load.callCount(), 0);
 
-        fixture.releaseChecker->latest.complete(makeRelease(u"2.5.0"_s));
+        fixture->releaseChecker->latest.complete(makeRelease(u"2.5.0"_s));
         QCOMPARE(store->apps()[0].state, InstallationState::updateAvailable);
-        QCOMPARE(fixture.catalogue->load.pendingCount(), 1);
+        QCOMPARE(fixture->catalogue->load.pendingCount(), 1);
 
-        fixture.catalogue->load.complete(
+        fixture->catalogue->load.complete(
             {makePack(u"nature"_s, u"Nature & Light"_s),
              makePack(u"coast"_s, u"Coastal Memories"_s, {}, u"1.0"_s)});
         QVERIFY(store->packFlows().hasLoadedPublicCatalogue());
@@ -95,42 +98,41 @@ private Q_SLOTS:
         QCOMPARE(store->accountFlows().syncState().kind, Kind::syncing);
         QVERIFY(!task.isReady());
 
-        fixture.accountProvider->refreshCalls.complete(customer);
+        fixture->accountProvider->refreshCalls.complete(customer);
         QVERIFY(finishes(task));
-        QCOMPARE(store->accountFlows().syncState(), AccountSyncState::synced(fixture.clock));
+        QCOMPARE(store->accountFlows().syncState(), AccountSyncState::synced(fixture->clock));
         QCOMPARE(store->selectedPackID(), u"nature"_s);
-        QCOMPARE(fixture.snapshotCache->stored->lastSuccessfulSync, fixture.clock);
+        QCOMPARE(fixture->snapshotCache->stored->lastSuccessfulSync, fixture->clock);
     }
 
     void startsWithoutOptionalServices() {
         auto configuration = LaunchConfiguration::production();
         configuration.catalogueURL.reset();
         configuration.releaseMetadataURL.reset();
-        StoreFixture fixture(configuration);
-        fixture.discovery->discover.answerWith({fixture.director(), fixture.creator()});
-        auto store = fixture.makeStore();
+        store.reset();
+        fixture = std::make_unique<StoreFixture>(configuration);
+        store = fixture->makeStore();
+        fixture->discovery->discover.answerWith({fixture->director(), fixture->creator()});
 
         QVERIFY(finishes(store->start()));
         QVERIFY(store->packFlows().publicPacks().isEmpty());
         QVERIFY(!store->packFlows().hasLoadedPublicCatalogue());
         QCOMPARE(store->apps()[0].state, InstallationState::stale);
-        QCOMPARE(fixture.catalogue->load.callCount(), 0);
-        QCOMPARE(fixture.releaseChecker->latest.callCount(), 0);
+        QCOMPARE(fixture->catalogue->load.callCount(), 0);
+        QCOMPARE(fixture->releaseChecker->latest.callCount(), 0);
         QVERIFY(!store->message());
     }
 
     void unreadableSnapshotStartsSignedOut() {
-        StoreFixture fixture;
-        fixture.snapshotCache->failsToLoad = true;
-        fixture.answerStartUp();
-        auto store = fixture.makeStore();
+        fixture->snapshotCache->failsToLoad = true;
+        fixture->answerStartUp();
 
         QVERIFY(finishes(store->start()));
         QCOMPARE(store->message(),
                  u"Saved website account data could not be read. Sign in again to refresh it."_s);
         QVERIFY(!store->accountFlows().account());
         QCOMPARE(store->accountFlows().syncState(), AccountSyncState::signedOut());
-        QCOMPARE(fixture.accountProvider->refreshCalls.callCount(), 0);
+        QCOMPARE(fixture->accountProvider->refreshCalls.callCount(), 0);
     }
 
     // A second start() overtakes the first, whether it switched to demo mode or not: what the
@@ -143,10 +145,8 @@ private Q_SLOTS:
 
     void secondStartDropsTheFirstsResult() {
         QFETCH(bool, demo);
-        StoreFixture fixture;
-        fixture.answerStartUp();
-        fixture.discovery->discover.holdCalls();
-        auto store = fixture.makeStore();
+        fixture->answerStartUp();
+        fixture->discovery->discover.holdCalls();
 
         auto first = store->start();
         store->setDemoEnabled(demo);
@@ -155,15 +155,15 @@ private Q_SLOTS:
             QVERIFY(finishes(second));
         const QList<InstalledApp> before = store->apps();
         QCOMPARE(before.isEmpty(), !demo);
-        fixture.discovery->discover.complete({fixture.missingDirector(), fixture.creator()});
+        fixture->discovery->discover.complete({fixture->missingDirector(), fixture->creator()});
         QVERIFY(finishes(first));
         QCOMPARE(store->apps(), before);
         if (!demo) {
-            fixture.discovery->discover.complete({fixture.director(), fixture.creator()});
+            fixture->discovery->discover.complete({fixture->director(), fixture->creator()});
             QVERIFY(finishes(second));
             QVERIFY(store->apps()[0].path.has_value());
         }
-        QCOMPARE(fixture.releaseChecker->latest.callCount(), demo ? 0 : 1);
+        QCOMPARE(fixture->releaseChecker->latest.callCount(), demo ? 0 : 1);
     }
 
     void startsDemoScenarios_data() {
@@ -179,19 +179,17 @@ private Q_SLOTS:
         QFETCH(DemoScenario, scenario);
         QFETCH(int, syncKind);
         const bool signedIn = syncKind != int(Kind::signedOut);
-        StoreFixture fixture;
-        fixture.snapshotCache->stored = LaunchAccountSnapshot{1, customer, fixture.clock};
-        auto store = fixture.makeStore();
+        fixture->snapshotCache->stored = LaunchAccountSnapshot{1, customer, fixture->clock};
         store->setDemoEnabled(true);
         store->setDemoScenario(scenario);
 
         QVERIFY(finishes(store->start()));
         // Nothing real is touched.
-        QCOMPARE(fixture.discovery->discover.callCount(), 0);
-        QCOMPARE(fixture.snapshotCache->loads, 0);
+        QCOMPARE(fixture->discovery->discover.callCount(), 0);
+        QCOMPARE(fixture->snapshotCache->loads, 0);
         QCOMPARE(store->packs(), DemoData::packs());
         QCOMPARE(store->selectedPackID(), u"demo-nature-light"_s);
-        QCOMPARE(store->accountFlows().accountProvider(), fixture.demoAccountProvider);
+        QCOMPARE(store->accountFlows().accountProvider(), fixture->demoAccountProvider);
         QCOMPARE(store->accountFlows().account().has_value(), signedIn);
         QCOMPARE(int(store->accountFlows().syncState().kind), syncKind);
         if (signedIn) {
@@ -208,8 +206,7 @@ private Q_SLOTS:
     }
 
     void filtersPacksBySearchAndState() {
-        StoreFixture fixture;
-        auto store = startedDemoStore(fixture);
+        startDemo();
         QSignalSpy changes(store.get(), &LaunchStore::filteredPacksChanged);
 
         QCOMPARE(store->filteredPacks().size(), 3);
@@ -228,18 +225,16 @@ private Q_SLOTS:
     // The built-in Creator mirrors an installed Director, but never runs nor counts as an update of
     // its own; without an installed Director its row stays as discovered.
     void mirrorsDirectorIntoBuiltInCreatorAndCountsUpdates() {
-        StoreFixture fixture;
-        InstalledApp director = fixture.director(u"2.4.1"_s, u"2410"_s);
+        InstalledApp director = fixture->director(u"2.4.1"_s, u"2410"_s);
         director.isRunning = true;
         director.state = InstallationState::running;
-        fixture.answerStartUp(
-            {director, fixture.creator()},
+        fixture->answerStartUp(
+            {director, fixture->creator()},
             {makePack(u"a"_s, u"A"_s, {}, u"1.10"_s), makePack(u"b"_s, u"B"_s, {}, u"2.0.0"_s)});
-        fixture.releaseChecker->latest.answerWith(makeRelease(u"2.5.0"_s));
+        fixture->releaseChecker->latest.answerWith(makeRelease(u"2.5.0"_s));
         // How pack versions compare is PackFlowsTest's; here one pack has an update.
-        fixture.installer->versions.answerWith(
+        fixture->installer->versions.answerWith(
             QHash<QString, QString>{{u"a"_s, u"1.9"_s}, {u"b"_s, u"2.0"_s}});
-        auto store = fixture.makeStore();
         QVERIFY(finishes(store->start()));
 
         const InstalledApp& creator = store->apps()[1];
@@ -253,37 +248,34 @@ private Q_SLOTS:
         // The Director's update and one pack.
         QCOMPARE(store->updateCount(), 2);
 
-        fixture.discovery->discover.answerWith({fixture.missingDirector(), fixture.creator()});
+        fixture->discovery->discover.answerWith({fixture->missingDirector(), fixture->creator()});
         QVERIFY(finishes(store->applicationFlows().refreshApplications()));
         QCOMPARE(store->apps()[1].state, InstallationState::notInstalled);
         QVERIFY(!store->apps()[1].path);
     }
 
     void opensOnlyVerifiedInstallations() {
-        StoreFixture fixture;
-        auto store = fixture.makeStore();
-        store->applicationFlows().open(fixture.missingDirector());
+        store->applicationFlows().open(fixture->missingDirector());
         QCOMPARE(store->message(), u"Vantor Director is not installed at a verified location."_s);
-        QVERIFY(fixture.workspace->opened.isEmpty());
+        QVERIFY(fixture->workspace->opened.isEmpty());
 
-        store->applicationFlows().open(fixture.director());
-        QCOMPARE(fixture.workspace->opened, QList<QUrl>{*fixture.director().path});
+        store->applicationFlows().open(fixture->director());
+        QCOMPARE(fixture->workspace->opened, QList<QUrl>{*fixture->director().path});
 
         store->setDemoEnabled(true);
-        store->applicationFlows().open(fixture.director());
+        store->applicationFlows().open(fixture->director());
         QCOMPARE(store->message(),
                  u"Demo mode did not open Vantor Director or change the installed application."_s);
-        QCOMPARE(fixture.workspace->opened.size(), 1);
-        store->applicationFlows().revealInFileBrowser(fixture.director());
+        QCOMPARE(fixture->workspace->opened.size(), 1);
+        store->applicationFlows().revealInFileBrowser(fixture->director());
         QCOMPARE(store->message(), u"Demo mode did not reveal a simulated application."_s);
-        QVERIFY(fixture.workspace->revealed.isEmpty());
+        QVERIFY(fixture->workspace->revealed.isEmpty());
     }
 
     // A chosen bundle is verified, used at once and remembered. Every discovery that misses the
     // application applies the remembered copy again, or forgets it once it is not verified.
     void remembersAVerifiedLocation() {
-        StoreFixture fixture;
-        const QString folder = fixture.folder.filePath(u"Chosen"_s);
+        const QString folder = fixture->folder.filePath(u"Chosen"_s);
         const QUrl foreign =
             writeBundle(folder, u"Foreign.app"_s, {u"com.example.Other"_s, u"1.0"_s, {}});
         const QUrl verified =
@@ -292,47 +284,47 @@ private Q_SLOTS:
         // The identifier test is case-sensitive, so the lower-case copy is foreign and forgotten.
         const QUrl lowerCase = writeBundle(folder, u"Other.app"_s,
                                            {u"nz.co.halvex.vantordirector"_s, u"9.0"_s, u"9"_s});
-        fixture.settings->setValue(u"selectedApplication.Vantor Creator"_s,
-                                   lowerCase.toLocalFile().toUtf8());
-        auto collaborators = fixture.collaborators();
+        fixture->settings->setValue(u"selectedApplication.Vantor Creator"_s,
+                                    lowerCase.toLocalFile().toUtf8());
+        auto collaborators = fixture->collaborators();
         const auto bookmarks = std::make_shared<RecordingBookmarks>();
         collaborators.bookmarks = bookmarks;
-        auto store = std::make_unique<LaunchStore>(collaborators);
+        store = std::make_unique<LaunchStore>(collaborators);
         QSignalSpy accessChanges(&store->applicationFlows(),
                                  &ApplicationFlows::securityScopedApplicationURLsChanged);
-        fixture.answerStartUp({fixture.missingDirector(), fixture.creator()});
+        fixture->answerStartUp({fixture->missingDirector(), fixture->creator()});
         QVERIFY(finishes(store->start()));
-        QVERIFY(!fixture.settings->contains(u"selectedApplication.Vantor Creator"_s));
+        QVERIFY(!fixture->settings->contains(u"selectedApplication.Vantor Creator"_s));
 
-        fixture.locationChooser->choose.answerWith(std::optional<QUrl>());
+        fixture->locationChooser->choose.answerWith(std::optional<QUrl>());
         QVERIFY(finishes(store->applicationFlows().chooseApplicationLocation(store->apps()[0])));
-        QCOMPARE(fixture.locationChooser->requests[0].title, u"Locate Vantor Director"_s);
+        QCOMPARE(fixture->locationChooser->requests[0].title, u"Locate Vantor Director"_s);
         QCOMPARE(
-            fixture.locationChooser->requests[0].message,
+            fixture->locationChooser->requests[0].message,
             u"Select the Vantor Director application. Its bundle identifier will be verified."_s);
-        QCOMPARE(fixture.locationChooser->requests[0].prompt, u"Use This Application"_s);
+        QCOMPARE(fixture->locationChooser->requests[0].prompt, u"Use This Application"_s);
         QVERIFY(!store->message());
 
-        fixture.locationChooser->choose.answerWith(std::optional<QUrl>(foreign));
+        fixture->locationChooser->choose.answerWith(std::optional<QUrl>(foreign));
         QVERIFY(finishes(store->applicationFlows().chooseApplicationLocation(store->apps()[0])));
         QCOMPARE(store->message(),
                  u"The selected application is not a verified Vantor Director installation."_s);
-        QVERIFY(!fixture.settings->contains(u"selectedApplication.Vantor Director"_s));
+        QVERIFY(!fixture->settings->contains(u"selectedApplication.Vantor Director"_s));
 
-        fixture.locationChooser->choose.answerWith(std::optional<QUrl>(verified));
+        fixture->locationChooser->choose.answerWith(std::optional<QUrl>(verified));
         QVERIFY(finishes(store->applicationFlows().chooseApplicationLocation(store->apps()[0])));
         QCOMPARE(store->apps()[0].path, verified);
         QCOMPARE(store->apps()[0].bundleIdentifier, u"nz.co.halvex.VantorDirector"_s);
-        QVERIFY(fixture.settings->contains(u"selectedApplication.Vantor Director"_s));
+        QVERIFY(fixture->settings->contains(u"selectedApplication.Vantor Director"_s));
         // Access begins as soon as the bundle is chosen, not only when it is remembered later.
         QCOMPARE(bookmarks->accessed, QList{verified});
         QCOMPARE(
             store->applicationFlows().securityScopedApplicationURLs().value(u"Vantor Director"_s),
             verified);
         QCOMPARE(accessChanges.count(), 1);
-        QTRY_COMPARE(fixture.releaseChecker->latest.callCount(), 2);
+        QTRY_COMPARE(fixture->releaseChecker->latest.callCount(), 2);
 
-        fixture.clock = fixture.clock.addSecs(60);
+        fixture->clock = fixture->clock.addSecs(60);
         const qsizetype accesses = bookmarks->accessed.size();
         QVERIFY(finishes(store->applicationFlows().refreshApplications()));
         QCOMPARE(bookmarks->accessed.size(), accesses + 1);
@@ -341,47 +333,43 @@ private Q_SLOTS:
         QCOMPARE(remembered.installedVersion, u"2.4.0"_s);
         QCOMPARE(remembered.build, u"2400"_s);
         QCOMPARE(remembered.state, InstallationState::stale);
-        QCOMPARE(remembered.lastChecked, fixture.clock);
+        QCOMPARE(remembered.lastChecked, fixture->clock);
 
         // A bundle that has since gained another identifier is forgotten.
         writeBundle(folder, u"Vantor Director.app"_s,
                     {u"com.example.Impostor"_s, u"2.4.0"_s, u"2400"_s});
         QVERIFY(finishes(store->applicationFlows().refreshApplications()));
         QVERIFY(!store->apps()[0].path);
-        QVERIFY(!fixture.settings->contains(u"selectedApplication.Vantor Director"_s));
+        QVERIFY(!fixture->settings->contains(u"selectedApplication.Vantor Director"_s));
     }
 
     // Launches and terminations each refresh one at a time, and an unplanned failure of one
     // refresh is reported without ending the following.
     void followsWorkspaceOneRefreshAtATime() {
-        StoreFixture fixture;
-        fixture.releaseChecker->latest.answerWith(std::nullopt);
-        fixture.discovery->discover.holdCalls();
-        auto store = fixture.makeStore();
+        fixture->releaseChecker->latest.answerWith(std::nullopt);
+        fixture->discovery->discover.holdCalls();
         store->applicationFlows().setFollowsWorkspace(true);
 
-        fixture.workspace->simulateLaunch();
-        fixture.workspace->simulateLaunch();
-        QCOMPARE(fixture.discovery->discover.pendingCount(), 1);
-        fixture.discovery->discover.fail(std::runtime_error("no file descriptors left"));
+        fixture->workspace->simulateLaunch();
+        fixture->workspace->simulateLaunch();
+        QCOMPARE(fixture->discovery->discover.pendingCount(), 1);
+        fixture->discovery->discover.fail(std::runtime_error("no file descriptors left"));
         QTRY_COMPARE(store->message(), u"Vantor Launcher could not complete the operation."_s);
-        QCOMPARE(fixture.discovery->discover.pendingCount(), 1); // the second launch's refresh
-        fixture.workspace->simulateTermination(); // terminations have their own queue
-        QCOMPARE(fixture.discovery->discover.pendingCount(), 2);
-        fixture.discovery->discover.complete({fixture.missingDirector(), fixture.creator()});
-        fixture.discovery->discover.complete({fixture.director(), fixture.creator()});
-        QCOMPARE(fixture.discovery->discover.callCount(), 3);
+        QCOMPARE(fixture->discovery->discover.pendingCount(), 1); // the second launch's refresh
+        fixture->workspace->simulateTermination(); // terminations have their own queue
+        QCOMPARE(fixture->discovery->discover.pendingCount(), 2);
+        fixture->discovery->discover.complete({fixture->missingDirector(), fixture->creator()});
+        fixture->discovery->discover.complete({fixture->director(), fixture->creator()});
+        QCOMPARE(fixture->discovery->discover.callCount(), 3);
         QVERIFY(store->apps()[0].path);
 
         store->applicationFlows().setFollowsWorkspace(false);
-        fixture.workspace->simulateLaunch();
-        QCOMPARE(fixture.discovery->discover.callCount(), 3);
+        fixture->workspace->simulateLaunch();
+        QCOMPARE(fixture->discovery->discover.callCount(), 3);
     }
 
     // The views bind to these; the queued update's signal is UpdateFlowTest's.
     void publishedStateNotifiesItsChanges() {
-        StoreFixture fixture;
-        auto store = fixture.makeStore();
         QSignalSpy provider(&store->accountFlows(), &AccountFlows::accountProviderChanged);
         QSignalSpy attempt(&store->accountFlows(), &AccountFlows::lastAutomaticSyncAttemptChanged);
 
@@ -389,21 +377,20 @@ private Q_SLOTS:
         QVERIFY(finishes(store->start()));
         QCOMPARE(provider.count(), 1);
 
-        fixture.snapshotCache->stored = LaunchAccountSnapshot{1, customer, fixture.clock};
-        fixture.answerStartUp({}, {}, customer);
+        fixture->snapshotCache->stored = LaunchAccountSnapshot{1, customer, fixture->clock};
+        fixture->answerStartUp({}, {}, customer);
         store->setDemoEnabled(false);
         QVERIFY(finishes(store->start()));
         QCOMPARE(provider.count(), 2);
         QCOMPARE(attempt.count(), 1);
-        QCOMPARE(store->accountFlows().lastAutomaticSyncAttempt(), fixture.clock);
+        QCOMPARE(store->accountFlows().lastAutomaticSyncAttempt(), fixture->clock);
     }
 
     void demoLaunchNotificationRestoresCreatorsOwnRecord() {
-        StoreFixture fixture;
-        auto store = startedDemoStore(fixture);
+        startDemo();
         QCOMPARE(store->apps()[1].state, InstallationState::included);
         store->applicationFlows().setFollowsWorkspace(true);
-        fixture.workspace->simulateLaunch();
+        fixture->workspace->simulateLaunch();
         QTRY_COMPARE(store->apps()[1].state, InstallationState::current);
         QCOMPARE(store->apps()[1].installedVersion, u"1.8.0"_s);
     }
