@@ -49,54 +49,56 @@ class AccountFlowsTest : public QObject {
     }
 
     auto& provider() { return *m_fixture->accountProvider; }
+    AccountFlows& flows() { return m_store->accountFlows(); }
+
+    [[nodiscard]] bool syncAfter(int seconds) {
+        m_fixture->clock = m_fixture->clock.addSecs(seconds);
+        return finishes(flows().syncAccountIfDue());
+    }
 
 private Q_SLOTS:
-    void signInAppliesAndSavesTheAccount() {
+    // A failed sign-in is reported and saves nothing; a good one applies and saves the account.
+    void signInReportsFailuresThenAppliesAndSavesTheAccount() {
         startStore(false);
-        auto task = m_store->accountFlows().signIn();
-        QCOMPARE(m_store->accountFlows().syncState().kind, Kind::signingIn);
-        QCOMPARE(m_fixture->snapshotCache->clears, 1);
-        auto again = m_store->accountFlows().signIn(); // pressed twice: one web sign-in
-        QVERIFY(finishes(again));
-        QCOMPARE(provider().signInCalls.callCount(), 1);
+        auto failing = flows().signIn();
+        provider().signInCalls.fail(LaunchError::notConfigured(u"Website account sign-in"_s));
+        QVERIFY(finishes(failing));
+        const QString text = u"Website account sign-in is not configured in this build."_s;
+        QCOMPARE(flows().syncState(), AccountSyncState::failed(text, std::nullopt));
+        QCOMPARE(m_store->message(), text);
 
+        auto blank = flows().signIn();
+        provider().signInCalls.complete(WebsiteAccount{u"  "_s, u"Nobody"_s, {}});
+        QVERIFY(finishes(blank));
+        QVERIFY(!flows().account());
+        QCOMPARE(flows().syncState(),
+                 AccountSyncState::failed(u"The website returned an invalid account identity."_s,
+                                          std::nullopt));
+        QVERIFY(!m_fixture->snapshotCache->stored);
+
+        m_store->setMessage(std::nullopt);
+        auto task = flows().signIn();
+        QCOMPARE(flows().syncState().kind, Kind::signingIn);
+        QCOMPARE(m_fixture->snapshotCache->clears, 3);
+        QVERIFY(finishes(flows().signIn())); // pressed twice: one web sign-in
+        QCOMPARE(provider().signInCalls.callCount(), 3);
         provider().signInCalls.complete(customer);
         QVERIFY(finishes(task));
-        QCOMPARE(m_store->accountFlows().account(), customer);
-        QCOMPARE(m_store->accountFlows().syncState(), AccountSyncState::synced(m_fixture->clock));
+        QCOMPARE(flows().account(), customer);
+        QCOMPARE(flows().syncState(), AccountSyncState::synced(m_fixture->clock));
         QCOMPARE(m_fixture->snapshotCache->stored->account, customer);
         QCOMPARE(m_store->selectedPackID(), u"p1"_s);
         QVERIFY(!m_store->message());
     }
 
-    void signInFailuresAreReported() {
-        startStore(false);
-        auto failing = m_store->accountFlows().signIn();
-        provider().signInCalls.fail(LaunchError::notConfigured(u"Website account sign-in"_s));
-        QVERIFY(finishes(failing));
-        const QString text = u"Website account sign-in is not configured in this build."_s;
-        QCOMPARE(m_store->accountFlows().syncState(), AccountSyncState::failed(text, std::nullopt));
-        QCOMPARE(m_store->message(), text);
-
-        auto blank = m_store->accountFlows().signIn();
-        provider().signInCalls.complete(WebsiteAccount{u"  "_s, u"Nobody"_s, {}});
-        QVERIFY(finishes(blank));
-        QVERIFY(!m_store->accountFlows().account());
-        QCOMPARE(m_store->accountFlows().syncState(),
-                 AccountSyncState::failed(u"The website returned an invalid account identity."_s,
-                                          std::nullopt));
-        QVERIFY(!m_fixture->snapshotCache->stored);
-    }
-
     void demoSwitchDropsAWaitingSignIn() {
         startStore(false);
-        auto signIn = m_store->accountFlows().signIn();
+        auto signIn = flows().signIn();
         m_store->setDemoEnabled(true);
-        auto demo = m_store->start();
-        QVERIFY(finishes(demo));
+        QVERIFY(finishes(m_store->start()));
         provider().signInCalls.complete(customer);
         QVERIFY(finishes(signIn));
-        QCOMPARE(m_store->accountFlows().account()->id, u"demo-customer"_s);
+        QCOMPARE(flows().account()->id, u"demo-customer"_s);
         QVERIFY(!m_fixture->snapshotCache->stored);
     }
 
@@ -114,66 +116,75 @@ private Q_SLOTS:
         QFETCH(int, code);
         QFETCH(int, expected);
         startStore(true);
-        const auto lastSync = m_store->accountFlows().lastSuccessfulSync();
-        auto task = m_store->accountFlows().refreshAccount();
+        const auto lastSync = flows().lastSuccessfulSync();
+        auto task = flows().refreshAccount();
         provider().refreshCalls.fail(LaunchError::url(LaunchError::UrlCode(code)));
         QVERIFY(finishes(task));
-        QCOMPARE(int(m_store->accountFlows().syncState().kind), expected);
+        QCOMPARE(int(flows().syncState().kind), expected);
         QCOMPARE(m_store->message(), refreshUnavailable);
         // Nothing is removed by a failed refresh.
-        QCOMPARE(m_store->accountFlows().account(), customer);
+        QCOMPARE(flows().account(), customer);
         QVERIFY(m_fixture->snapshotCache->stored);
-        QCOMPARE(m_store->accountFlows().syncState().date, lastSync);
+        QCOMPARE(flows().syncState().date, lastSync);
     }
 
-    void refreshRefusesAnotherAccount() {
+    // An answer for another account is refused and changes nothing; an offline copy that cannot
+    // be saved is reported, though the refresh itself worked.
+    void refreshRefusesAnotherAccountAndReportsAnUnsavedCopy() {
         startStore(true);
         const auto saved = m_fixture->snapshotCache->stored;
-        auto task = m_store->accountFlows().refreshAccount();
+        auto task = flows().refreshAccount();
         provider().refreshCalls.complete(WebsiteAccount{u"someone-else"_s, u"Other"_s, {}});
         QVERIFY(finishes(task));
-        QCOMPARE(m_store->accountFlows().account(), customer);
+        QCOMPARE(flows().account(), customer);
         QCOMPARE(m_fixture->snapshotCache->stored, saved);
-        QCOMPARE(m_store->accountFlows().syncState(),
+        QCOMPARE(flows().syncState(),
                  AccountSyncState::failed(
                      u"The account changed. Sign out before signing in to another account."_s,
-                     m_store->accountFlows().lastSuccessfulSync()));
+                     flows().lastSuccessfulSync()));
+
+        m_fixture->snapshotCache->failsToSave = true;
+        provider().refreshCalls.answerWith(customer);
+        QVERIFY(finishes(flows().refreshAccount()));
+        QCOMPARE(flows().syncState().kind, Kind::synced);
+        QCOMPARE(m_store->message(),
+                 u"Account refreshed, but its offline copy could not be saved."_s);
     }
 
     void signOutClearsBeforeAskingTheWebsite() {
         startStore(true);
-        auto refresh = m_store->accountFlows().refreshAccount();
-        auto task = m_store->accountFlows().signOut();
-        QVERIFY(!m_store->accountFlows().account());
+        auto refresh = flows().refreshAccount();
+        auto task = flows().signOut();
+        QVERIFY(!flows().account());
         QVERIFY(!m_fixture->snapshotCache->stored);
-        QVERIFY(m_store->accountFlows().isSigningOut());
+        QVERIFY(flows().isSigningOut());
 
-        QVERIFY(finishes(m_store->accountFlows().signIn()));
+        QVERIFY(finishes(flows().signIn()));
         QCOMPARE(m_store->message(),
                  u"Sign-out is still finishing. Please try signing in again shortly."_s);
 
         // The refresh that started before the sign-out returns late and is dropped.
         provider().refreshCalls.complete(customer);
         QVERIFY(finishes(refresh));
-        QVERIFY(!m_store->accountFlows().account());
+        QVERIFY(!flows().account());
         provider().signOutCalls.complete({});
         QVERIFY(finishes(task));
-        QVERIFY(!m_store->accountFlows().isSigningOut());
+        QVERIFY(!flows().isSigningOut());
         QCOMPARE(m_store->message(), u"You are signed out of Vantor Launcher. Installed "
                                      u"applications and content were not changed."_s);
     }
 
     void aThrowingSignOutStillEnds() {
         startStore(true);
-        provider().signOutCalls.answerWith([]() -> Done { throw std::runtime_error("socket"); });
+        provider().signOutCalls.failWith(std::runtime_error("socket"));
         m_store->requestSignOut();
         QTRY_COMPARE(m_store->message(), u"Vantor Launcher could not complete the operation."_s);
-        QVERIFY(!m_store->accountFlows().isSigningOut());
-        QVERIFY(!m_store->accountFlows().account());
+        QVERIFY(!flows().isSigningOut());
+        QVERIFY(!flows().account());
 
         // Signing in is possible again at once.
-        auto signIn = m_store->accountFlows().signIn();
-        QCOMPARE(m_store->accountFlows().syncState().kind, Kind::signingIn);
+        auto signIn = flows().signIn();
+        QCOMPARE(flows().syncState().kind, Kind::signingIn);
         QCOMPARE(provider().signInCalls.pendingCount(), 1);
         provider().signInCalls.complete(customer);
         QVERIFY(finishes(signIn));
@@ -191,30 +202,63 @@ private Q_SLOTS:
     void keepsTheAccountWhenTheSnapshotCannotBeRemoved() {
         QFETCH(bool, signingOut);
         startStore(true, true);
-        const AccountSyncState state = m_store->accountFlows().syncState();
+        const AccountSyncState state = flows().syncState();
         // A folder in the file's place resists removal whatever the permissions.
         QVERIFY(QFile::remove(snapshotFile()) && QDir().mkpath(snapshotFile() + u"/kept"_s));
 
-        QVERIFY(finishes(signingOut ? m_store->accountFlows().signOut()
-                                    : m_store->accountFlows().signIn()));
+        QVERIFY(finishes(signingOut ? flows().signOut() : flows().signIn()));
         QCOMPARE(
             m_store->message(),
             u"Saved account data could not be removed. Sign-out or account switching was not completed. Please try again."_s);
-        QCOMPARE(m_store->accountFlows().account(), customer);
-        QCOMPARE(m_store->accountFlows().syncState(), state);
+        QCOMPARE(flows().account(), customer);
+        QCOMPARE(flows().syncState(), state);
         QCOMPARE(provider().signInCalls.callCount() + provider().signOutCalls.callCount(), 0);
         QVERIFY(QFileInfo::exists(snapshotFile() + u"/kept"_s));
     }
 
-    void reportsASnapshotThatCannotBeSaved() {
+    // The automatic sync tries at most once a minute, whether or not the last attempt worked.
+    void automaticSyncIsThrottled_data() {
+        QTest::addColumn<bool>("failing");
+        QTest::newRow("succeeding") << false;
+        QTest::newRow("failing") << true;
+    }
+
+    void automaticSyncIsThrottled() {
+        QFETCH(bool, failing);
         startStore(true);
-        m_fixture->snapshotCache->failsToSave = true;
-        auto task = m_store->accountFlows().refreshAccount();
+        QCOMPARE(provider().refreshCalls.callCount(), 1); // start-up's own attempt
+        if (failing)
+            provider().refreshCalls.failWith(LaunchError::url(LaunchError::timedOut));
+        else
+            provider().refreshCalls.answerWith(customer);
+        QVERIFY(syncAfter(30));
+        QCOMPARE(provider().refreshCalls.callCount(), 1);
+        QVERIFY(syncAfter(31));
+        QCOMPARE(provider().refreshCalls.callCount(), 2);
+        QCOMPARE(flows().syncState().kind, failing ? Kind::failed : Kind::synced);
+        QVERIFY(syncAfter(59));
+        QCOMPARE(provider().refreshCalls.callCount(), 2);
+        QVERIFY(syncAfter(1)); // exactly 60 s after the last attempt: due again
+        QCOMPARE(provider().refreshCalls.callCount(), 3);
+    }
+
+    void automaticSyncWaitsWhileBusyAndStopsWhenSignedOut() {
+        startStore(true);
+        m_fixture->clock = m_fixture->clock.addSecs(120);
+        auto manual = flows().refreshAccount(); // ignores the window
+        QCOMPARE(flows().syncState().kind, Kind::syncing);
+        QVERIFY(syncAfter(120));
+        QCOMPARE(provider().refreshCalls.callCount(), 2);
         provider().refreshCalls.complete(customer);
-        QVERIFY(finishes(task));
-        QCOMPARE(m_store->accountFlows().syncState().kind, Kind::synced);
-        QCOMPARE(m_store->message(),
-                 u"Account refreshed, but its offline copy could not be saved."_s);
+        QVERIFY(finishes(manual));
+
+        auto signOut = flows().signOut();
+        QVERIFY(flows().isSigningOut());
+        QVERIFY(syncAfter(120));
+        provider().signOutCalls.complete({});
+        QVERIFY(finishes(signOut));
+        QVERIFY(syncAfter(120)); // signed out now
+        QCOMPARE(provider().refreshCalls.callCount(), 2);
     }
 
     void signInWithoutAProviderSaysSo() {
@@ -227,6 +271,7 @@ private Q_SLOTS:
         QCOMPARE(store.accountFlows().syncState(), AccountSyncState::signedOut());
     }
 
+    // Nor does the automatic sync run.
     void demoModeLeavesNoTraceOnDisk() {
         StoreFixture fixture;
         auto store = fixture.makeStore();
@@ -236,6 +281,10 @@ private Q_SLOTS:
         fixture.demoAccountProvider->signInCalls.answerWith(customer);
         fixture.demoAccountProvider->signOutCalls.answerWith(Done{});
         QVERIFY(finishes(store->accountFlows().signIn()));
+        fixture.clock = fixture.clock.addSecs(120);
+        QVERIFY(finishes(store->accountFlows().syncAccountIfDue()));
+        QCOMPARE(fixture.demoAccountProvider->refreshCalls.callCount(), 0);
+        QVERIFY(!store->accountFlows().lastAutomaticSyncAttempt());
         QVERIFY(finishes(store->accountFlows().signOut()));
         QCOMPARE(fixture.snapshotCache->loads + fixture.snapshotCache->saves +
                      fixture.snapshotCache->clears,

@@ -34,9 +34,10 @@ public:
     void answerWith(T value) {
         answerWith([value] { return value; });
     }
-    void failWith(LaunchError error) {
-        m_answer = [error]() -> T { throw error; };
-        m_holds = false;
+    // Any exception: a LaunchError, or one that nobody planned for.
+    template <typename E>
+    void failWith(E error) {
+        answerWith([error]() -> T { throw error; });
     }
     void holdCalls() {
         m_holds = true;
@@ -46,15 +47,15 @@ public:
     int callCount() const { return m_callCount; }
     int pendingCount() const { return int(m_pending.size()); }
 
-    // Completes the oldest waiting call.
+    // Completes the oldest waiting call, or the one that began last, overtaking the older ones.
     void complete(T value) {
         finish([value] { return value; });
     }
-    // Completes the call that began last, overtaking the older ones.
     void completeNewest(T value) {
         finish([value] { return value; }, true);
     }
-    void fail(LaunchError error) {
+    template <typename E>
+    void fail(E error) {
         finish([error]() -> T { throw error; });
     }
 
@@ -63,9 +64,7 @@ public:
         if (m_answer)
             co_return m_answer();
         if (!m_holds) {
-            QTest::qFail(
-                qPrintable(QStringLiteral("unexpected call of %1").arg(QLatin1String(m_name))),
-                __FILE__, __LINE__);
+            failTest("unexpected call of");
             throw LaunchError::url(LaunchError::unknown);
         }
         auto pending = std::make_shared<Pending>();
@@ -82,13 +81,15 @@ private:
         bool resumed = false;
     };
 
+    void failTest(const char* what) const {
+        QTest::qFail(
+            qPrintable(QStringLiteral("%1 %2").arg(QLatin1String(what), QLatin1String(m_name))),
+            __FILE__, __LINE__);
+    }
+
     void finish(std::function<T()> result, bool newest = false) {
-        if (m_pending.empty()) {
-            QTest::qFail(
-                qPrintable(QStringLiteral("no waiting call of %1").arg(QLatin1String(m_name))),
-                __FILE__, __LINE__);
-            return;
-        }
+        if (m_pending.empty())
+            return failTest("no waiting call of");
         auto pending = newest ? m_pending.back() : m_pending.front();
         if (newest)
             m_pending.pop_back();

@@ -20,20 +20,6 @@ QCoro::Task<PreparedRelease> ScriptedUpdater::prepareUpdate(AvailableApplication
     co_return PreparedRelease{release, bundle};
 }
 
-QCoro::Task<> ScriptedUpdater::installPrepared(PreparedRelease, QUrl, QStringList) {
-    co_await install.call();
-}
-
-QCoro::Task<> ScriptedInstaller::install(QString, LaunchContentPackManifest,
-                                         TransferControl latest) {
-    control = std::move(latest);
-    co_await installCalls.call();
-}
-
-QCoro::Task<> ScriptedAccountProvider::signOut() {
-    co_await signOutCalls.call();
-}
-
 std::optional<LaunchAccountSnapshot> MemorySnapshotCache::load() {
     ++loads;
     if (failsToLoad)
@@ -48,11 +34,6 @@ void MemorySnapshotCache::save(const LaunchAccountSnapshot& snapshot) {
     stored = snapshot;
 }
 
-void MemorySnapshotCache::clear() {
-    ++clears;
-    stored.reset();
-}
-
 QList<RunningApplication>
 RecordingWorkspace::runningApplications(const QString& bundleIdentifier) const {
     QList<RunningApplication> matching;
@@ -61,21 +42,6 @@ RecordingWorkspace::runningApplications(const QString& bundleIdentifier) const {
             matching.append(application);
     }
     return matching;
-}
-
-bool RecordingWorkspace::terminate(const RunningApplication& application) {
-    terminated.append(application);
-    return terminateSucceeds;
-}
-
-QCoro::Task<> RecordingWorkspace::openURL(QUrl url, QUrl application, OpenOptions) {
-    openedURLs.append({url, application});
-    co_return;
-}
-
-QCoro::Task<std::optional<QUrl>> ScriptedLocationChooser::chooseApplication(Request request) {
-    requests.append(request);
-    co_return co_await choose.call();
 }
 
 StoreFixture::StoreFixture(LaunchConfiguration configuration)
@@ -127,22 +93,12 @@ InstalledApp StoreFixture::director(const QString& version, const QString& build
     return app;
 }
 
-InstalledApp StoreFixture::missingDirector() const {
+InstalledApp StoreFixture::notFound(const LaunchConfiguration::Product& product) const {
     InstalledApp app;
-    app.id = configuration.director.name;
-    app.name = configuration.director.name;
-    app.bundleIdentifier = configuration.director.bundleIdentifiers.first();
-    app.logoAsset = configuration.director.logoAsset;
-    app.lastChecked = clock;
-    return app;
-}
-
-InstalledApp StoreFixture::creator() const {
-    InstalledApp app;
-    app.id = configuration.creator.name;
-    app.name = configuration.creator.name;
-    app.bundleIdentifier = configuration.creator.bundleIdentifiers.first();
-    app.logoAsset = configuration.creator.logoAsset;
+    app.id = product.name;
+    app.name = product.name;
+    app.bundleIdentifier = product.bundleIdentifiers.first();
+    app.logoAsset = product.logoAsset;
     app.lastChecked = clock;
     return app;
 }

@@ -29,9 +29,8 @@ public:
     // Preparing answers at once unless the test holds it; the exchange is the test's to script.
     ScriptedCalls<Done> prepare{"prepareUpdate"};
     ScriptedCalls<Done> install{"installPrepared"};
-    // The releases prepared, in order, and what was discarded.
+    // The releases prepared, in order.
     QList<AvailableApplicationRelease> releases;
-    int discards = 0;
     // The control of the latest preparation, for the test to drive.
     TransferControl control;
     QCoro::Task<> installUpdate(AvailableApplicationRelease release, QUrl bundle, QStringList,
@@ -42,11 +41,10 @@ public:
                                                                 QUrl) override {
         co_return std::nullopt;
     }
-    QCoro::Task<> installPrepared(PreparedRelease, QUrl, QStringList) override;
-    QCoro::Task<> discardPrepared(QUrl) override {
-        ++discards;
-        co_return;
+    QCoro::Task<> installPrepared(PreparedRelease, QUrl, QStringList) override {
+        co_await install.call();
     }
+    QCoro::Task<> discardPrepared(QUrl) override { co_return; }
 };
 
 class ScriptedCatalogue : public CatalogueProviding {
@@ -61,8 +59,10 @@ public:
     ScriptedCalls<QHash<QString, QString>> versions{"installedPackVersions"};
     // The control of the latest install, for the test to drive.
     TransferControl control;
-    QCoro::Task<> install(QString packID, LaunchContentPackManifest manifest,
-                          TransferControl control) override;
+    QCoro::Task<> install(QString, LaunchContentPackManifest, TransferControl latest) override {
+        control = std::move(latest);
+        co_await installCalls.call();
+    }
     QCoro::Task<QHash<QString, QString>> installedPackVersions() override {
         return versions.call();
     }
@@ -76,7 +76,7 @@ public:
     ScriptedCalls<LaunchContentPackManifest> manifestCalls{"downloadContentPackManifest"};
 
     QCoro::Task<WebsiteAccount> signIn() override { return signInCalls.call(); }
-    QCoro::Task<> signOut() override;
+    QCoro::Task<> signOut() override { co_await signOutCalls.call(); }
     QCoro::Task<WebsiteAccount> refreshAccount() override { return refreshCalls.call(); }
     QCoro::Task<LaunchContentPackManifest> downloadContentPackManifest() override {
         return manifestCalls.call();
@@ -94,7 +94,10 @@ public:
 
     std::optional<LaunchAccountSnapshot> load() override;
     void save(const LaunchAccountSnapshot& snapshot) override;
-    void clear() override;
+    void clear() override {
+        ++clears;
+        stored.reset();
+    }
 };
 
 class RecordingWorkspace : public Workspace {
@@ -110,9 +113,15 @@ public:
 
     std::optional<QUrl> urlForApplication(const QString&) const override { return std::nullopt; }
     QList<RunningApplication> runningApplications(const QString& bundleIdentifier) const override;
-    bool terminate(const RunningApplication& application) override;
+    bool terminate(const RunningApplication& application) override {
+        terminated.append(application);
+        return terminateSucceeds;
+    }
     void openApplication(const QUrl& bundle) override { opened.append(bundle); }
-    QCoro::Task<> openURL(QUrl url, QUrl application, OpenOptions options) override;
+    QCoro::Task<> openURL(QUrl url, QUrl application, OpenOptions) override {
+        openedURLs.append({url, application});
+        co_return;
+    }
     void revealInFileBrowser(const QUrl& bundle) override { revealed.append(bundle); }
 
     void simulateLaunch() { Q_EMIT applicationLaunched(); }
@@ -123,7 +132,10 @@ class ScriptedLocationChooser : public ApplicationLocationChooser {
 public:
     ScriptedCalls<std::optional<QUrl>> choose{"chooseApplication"};
     QList<Request> requests;
-    QCoro::Task<std::optional<QUrl>> chooseApplication(Request request) override;
+    QCoro::Task<std::optional<QUrl>> chooseApplication(Request request) override {
+        requests.append(request);
+        co_return co_await choose.call();
+    }
 };
 
 class RecordingNotifier : public DistributedNotifier {
@@ -172,8 +184,11 @@ public:
     // Production-shaped records: the Director found at a path, the Creator never found.
     InstalledApp director(const QString& version = QStringLiteral("2.4.1"),
                           const QString& build = QStringLiteral("2410")) const;
-    InstalledApp creator() const;
-    InstalledApp missingDirector() const;
+    InstalledApp creator() const { return notFound(configuration.creator); }
+    InstalledApp missingDirector() const { return notFound(configuration.director); }
+
+private:
+    InstalledApp notFound(const LaunchConfiguration::Product& product) const;
 };
 
 ContentPack makePack(const QString& id, const QString& name, const QString& summary = {},
@@ -192,12 +207,8 @@ inline QByteArray json(const char* text) {
     return QByteArray(text).replace('\'', '"');
 }
 
-// Waits for an eagerly started task without blocking the event loop.
-template <typename T>
-bool finishes(QCoro::Task<T>& task, int milliseconds = 5000) {
+// Waits for an eagerly started task (held or temporary) without blocking the event loop.
+template <typename Task>
+bool finishes(Task&& task, int milliseconds = 5000) {
     return QTest::qWaitFor([&] { return task.isReady(); }, milliseconds);
-}
-template <typename T>
-bool finishes(QCoro::Task<T>&& task, int milliseconds = 5000) {
-    return finishes(task, milliseconds);
 }
