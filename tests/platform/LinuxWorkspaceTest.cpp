@@ -141,7 +141,7 @@ private Q_SLOTS:
     void runningCopiesAreTheBundlesTheyRunFrom() {
         const BundleSpec director = BundleProcesses::waitingBundle(directorID);
         const QUrl running = writeBundle(root(u"system"_s), u"Vantor Director.app"_s, director);
-        const QUrl idle = writeBundle(root(u"home"_s), u"Vantor Director.app"_s, director);
+        writeBundle(root(u"home"_s), u"Vantor Director.app"_s, director); // an idle copy
         QVERIFY(BundleProcesses::useCompiledExecutable(running, director));
         const QUrl script = writeBundle(root(u"system"_s), u"Vantor Creator.app"_s,
                                         BundleProcesses::waitingBundle(creatorID));
@@ -160,7 +160,6 @@ private Q_SLOTS:
         // Only the copy that runs counts; the idle copy with the same identifier does not.
         QCOMPARE(workspace.runningApplications(directorID),
                  (QList<RunningApplication>{{directorProcess, directorID, running}}));
-        QVERIFY(idle != running);
         // A script started through its "#!" line runs as its interpreter, yet belongs to its
         // bundle.
         QCOMPARE(workspace.runningApplications(creatorID),
