@@ -12,14 +12,16 @@
 #include "platform/BundleMetadata.h"
 #include "platform/linux/BundleSeal.h"
 
-#include <QDir>
 #include <QFile>
 #include <QStringEncoder>
 #include <QTemporaryDir>
 #include <QTest>
-#include <QtEndian>
+#include <functional>
 
 using namespace Qt::StringLiterals;
+
+using JsonRead = std::function<QString(const JsonObject&)>;
+Q_DECLARE_METATYPE(JsonRead)
 
 namespace {
 
@@ -34,6 +36,16 @@ QByteArray nestedManifest(int depth) {
 }
 
 const QByteArray directorID = "nz.co.halvex.VantorDirector";
+
+// What a typed read of a JSON value gave, as text; "none" when it found nothing.
+template <typename T>
+QString asText(const T& value) {
+    return QVariant::fromValue(value).toString();
+}
+template <typename T>
+QString asText(const std::optional<T>& value) {
+    return value ? asText(*value) : u"none"_s;
+}
 
 QByteArray bigEndian(quint64 value, int size) {
     QByteArray bytes;
@@ -159,51 +171,68 @@ private Q_SLOTS:
         }
     }
 
-    void readsFlexibleVersionsAsWritten_data() {
-        QTest::addColumn<QByteArray>("value");
-        QTest::addColumn<QString>("text");
-        QTest::newRow("string") << QByteArray("\"1.0-beta\"") << u"1.0-beta"_s;
-        QTest::newRow("integer") << QByteArray("3") << u"3"_s;
-        QTest::newRow("negative") << QByteArray("-7") << u"-7"_s;
-        QTest::newRow("integral float") << QByteArray("2.0") << u"2.0"_s;
-        QTest::newRow("fraction") << QByteArray("1.5") << u"1.5"_s;
-        QTest::newRow("above the signed range")
-            << QByteArray("18446744073709551615") << u"18446744073709551615"_s;
-        QTest::newRow("boolean: refused") << QByteArray("true") << QString();
-    }
-
-    void readsFlexibleVersionsAsWritten() {
-        QFETCH(QByteArray, value);
-        QFETCH(QString, text);
-        const JsonObject object = JsonObject::parse("{\"version\": " + value + '}');
-        if (text.isNull())
-            QVERIFY_THROWS_EXCEPTION(LaunchError, object.requiredFlexibleVersion("version"));
-        else
-            QCOMPARE(object.requiredFlexibleVersion("version"), text);
-    }
-
-    void readsOptionalBooleansStrictly_data() {
+    // Every typed read refuses a present value of another type, optional or not; integers and
+    // floating-point numbers stay apart, and versions are read as the document writes them.
+    void readsEachTypeStrictly_data() {
         QTest::addColumn<QByteArray>("document");
-        QTest::addColumn<std::optional<bool>>("expected");
-        QTest::addColumn<bool>("fails");
-        QTest::newRow("true") << QByteArray("{\"beta\": true}") << std::optional(true) << false;
-        QTest::newRow("false") << QByteArray("{\"beta\": false}") << std::optional(false) << false;
-        QTest::newRow("null") << QByteArray("{\"beta\": null}") << std::optional<bool>() << false;
-        QTest::newRow("absent") << QByteArray("{}") << std::optional<bool>() << false;
-        QTest::newRow("text") << QByteArray("{\"beta\": \"true\"}") << std::optional<bool>()
-                              << true;
-        QTest::newRow("number") << QByteArray("{\"beta\": 1}") << std::optional<bool>() << true;
+        QTest::addColumn<JsonRead>("read");
+        QTest::addColumn<QString>("expected"); // null: refused
+        const JsonRead version = [](auto& o) { return o.requiredFlexibleVersion("v"); };
+        const JsonRead flag = [](auto& o) { return asText(o.optionalBool("v")); };
+        const JsonRead integer = [](auto& o) { return asText(o.requiredInteger("v")); };
+        const JsonRead maybeInteger = [](auto& o) { return asText(o.optionalInteger("v")); };
+        const JsonRead number = [](auto& o) { return asText(o.requiredNumber("v")); };
+        const JsonRead text = [](auto& o) { return o.requiredString("v"); };
+        const JsonRead maybeText = [](auto& o) { return asText(o.optionalString("v")); };
+        const JsonRead objects = [](auto& o) { return asText(int(o.requiredObjects("v").size())); };
+        // The value of "v", or after a '!' the whole document.
+        const auto row = [](const char* name, const QByteArray& value, const JsonRead& read,
+                            const QString& expected) {
+            QTest::newRow(name) << (value.startsWith('!') ? value.sliced(1)
+                                                          : "{\"v\": " + value + '}')
+                                << read << expected;
+        };
+        row("version: string", "\"1.0-beta\"", version, u"1.0-beta"_s);
+        row("version: integer", "3", version, u"3"_s);
+        row("version: negative", "-7", version, u"-7"_s);
+        row("version: integral float", "2.0", version, u"2.0"_s);
+        row("version: fraction", "1.5", version, u"1.5"_s);
+        row("version: above the signed range", "18446744073709551615", version,
+            u"18446744073709551615"_s);
+        row("version: boolean", "true", version, {});
+        row("flag: true", "true", flag, u"true"_s);
+        row("flag: false", "false", flag, u"false"_s);
+        row("flag: null", "null", flag, u"none"_s);
+        row("flag: absent", "!{}", flag, u"none"_s);
+        row("flag: text", "\"true\"", flag, {});
+        row("flag: number", "1", flag, {});
+        row("integer", "3", integer, u"3"_s);
+        row("integer: integral float", "2.0", integer, u"2"_s);
+        row("integer: text", "\"a\"", integer, {});
+        row("integer: above the signed range", "18446744073709551615", integer, {});
+        row("optional integer: fraction", "2.5", maybeInteger, {});
+        row("optional integer: boolean", "true", maybeInteger, {});
+        row("number: integer", "3", number, u"3"_s);
+        row("number: boolean", "true", number, {});
+        row("text", "\"a\"", text, u"a"_s);
+        row("text: null", "null", text, {});
+        row("optional text: null", "null", maybeText, u"none"_s);
+        row("optional text: number", "3", maybeText, {});
+        row("objects", "[{\"id\": \"1\"}, {\"id\": \"2\"}]", objects, u"2"_s);
+        row("objects: one object", "{\"inner\": \"x\"}", objects, {});
+        row("document: an array", "![1, 2]", text, {});
+        row("document: cut short", "!{\"v\": ", text, {});
+        row("document: empty", "!", text, {});
     }
 
-    void readsOptionalBooleansStrictly() {
+    void readsEachTypeStrictly() {
         QFETCH(QByteArray, document);
-        QFETCH(std::optional<bool>, expected);
-        QFETCH(bool, fails);
-        const JsonObject object = JsonObject::parse(document);
-        if (fails)
-            QVERIFY_THROWS_EXCEPTION(LaunchError, object.optionalBool("beta"));
+        QFETCH(JsonRead, read);
+        QFETCH(QString, expected);
+        if (expected.isNull())
+            QVERIFY_THROWS_EXCEPTION(LaunchError, read(JsonObject::parse(document)));
         else
-            QCOMPARE(object.optionalBool("beta"), expected);
+            QCOMPARE(read(JsonObject::parse(document)), expected);
     }
 
     // Only a strong tag or a well-formed date may name a resumption; a malformed date once ran

@@ -74,13 +74,6 @@ class SampleWebsiteTest : public QObject {
         return served;
     }
 
-    QJsonObject signIn() {
-        const QString code = authorizationCode(u"state-1"_s);
-        return post(u"/v1/launch/token"_s, {{u"authorizationCode"_s, code},
-                                            {u"redirectURI"_s, SampleWebsite::callbackURL}})
-            .object();
-    }
-
 private Q_SLOTS:
     void init() { startWebsite(); }
     void cleanup() {
@@ -134,18 +127,10 @@ private Q_SLOTS:
         QCOMPARE(signedOut.object().value(u"ok"_s).toBool(), true);
         QCOMPARE(get(u"/v1/launch/account"_s, newAccess).status, 401);
         QCOMPARE(m_website->sessionCount(), 0);
-    }
 
-    void deniedSignInHandsOverAnError() {
         const Answer denied =
             m_site->send(u"POST"_s, m_server->url(u"/index.php"_s), {}, "state=s1&decision=deny");
         QCOMPARE(denied.location, u"vantor-launch://auth?error=access_denied&state=s1"_s);
-    }
-
-    void endedSessionsRefuseTheirTokens() {
-        const QString access = signIn().value(u"accessToken"_s).toString();
-        m_website->endAllSessions();
-        QCOMPARE(get(u"/v1/launch/account"_s, access).status, 401);
     }
 
     // The sample run's website restarts with each run; a signed-in launcher stays signed in.
@@ -154,7 +139,10 @@ private Q_SLOTS:
         SampleWebsite::Options remembering;
         remembering.sessionsFile = state.filePath(u"sessions.json"_s);
         startWebsite(remembering);
-        const QJsonObject tokens = signIn();
+        const QJsonObject tokens =
+            post(u"/v1/launch/token"_s, {{u"authorizationCode"_s, authorizationCode(u"s"_s)},
+                                         {u"redirectURI"_s, SampleWebsite::callbackURL}})
+                .object();
         const QJsonObject refresh{{u"refreshToken"_s, tokens.value(u"refreshToken"_s)}};
         const QByteArray saved = readFile(remembering.sessionsFile);
         QVERIFY(!saved.isEmpty());
@@ -167,8 +155,10 @@ private Q_SLOTS:
         const QJsonObject renewed = post(u"/v1/launch/token/refresh"_s, refresh).object();
         QVERIFY(renewed.contains(u"accessToken"_s));
         QCOMPARE(post(u"/v1/launch/token/refresh"_s, refresh).status, 401);
-        QCOMPARE(get(u"/v1/launch/account"_s, renewed.value(u"accessToken"_s).toString()).status,
-                 200);
+        const QString access = renewed.value(u"accessToken"_s).toString();
+        QCOMPARE(get(u"/v1/launch/account"_s, access).status, 200);
+        m_website->endAllSessions();
+        QCOMPARE(get(u"/v1/launch/account"_s, access).status, 401);
     }
 
     // A file's validators, and the one range a download asks for when it resumes, as any web
