@@ -21,22 +21,35 @@ Q_DECLARE_METATYPE(Scenario)
 
 namespace {
 
+QStringList identifiers() {
+    return UpdateFixture::configuration().director.bundleIdentifiers;
+}
+
 TaskOutcome<bool> install(UpdateFixture& fixture, const AvailableApplicationRelease& release) {
-    const auto updater = fixture.makeUpdater();
     auto outcome = outcomeOf(
-        updater->installUpdate(release, fixture.installed,
-                               UpdateFixture::configuration().director.bundleIdentifiers, {}),
-        60000);
+        fixture.makeUpdater()->installUpdate(release, fixture.installed, identifiers(), {}), 60000);
+    ProductionApplicationUpdater::waitForBackupRemoval();
+    return outcome;
+}
+
+TaskOutcome<PreparedRelease> prepare(UpdateFixture& fixture,
+                                     const AvailableApplicationRelease& release) {
+    return outcomeOf(
+        fixture.makeUpdater()->prepareUpdate(release, fixture.installed, identifiers(), {}), 60000);
+}
+
+TaskOutcome<bool> installPrepared(UpdateFixture& fixture, const PreparedRelease& prepared) {
+    auto outcome = outcomeOf(
+        fixture.makeUpdater()->installPrepared(prepared, fixture.installed, identifiers()), 60000);
     ProductionApplicationUpdater::waitForBackupRemoval();
     return outcome;
 }
 
 Scenario publishing(std::function<void(UpdateFixture&, ZipWriter&)> contents,
-                    std::optional<QString> version = std::nullopt,
                     std::optional<QString> build = u"2500"_s) {
     return [=](UpdateFixture& fixture) {
         fixture.publish([&](ZipWriter& zip) { contents(fixture, zip); });
-        return fixture.release(version.value_or(u"2.5.0"_s), build);
+        return fixture.release(u"2.5.0"_s, build);
     };
 }
 
@@ -46,7 +59,7 @@ Scenario publishingBundle(std::function<QString(UpdateFixture&)> build,
         [build](UpdateFixture& fixture, ZipWriter& zip) {
             zip.addTree(build(fixture), "Vantor Director.app");
         },
-        std::nullopt, releaseBuild);
+        releaseBuild);
 }
 
 QString signedRelease(UpdateFixture& fixture) {
@@ -64,21 +77,16 @@ Scenario publishingRelease(BundleSpec spec, Signer signer = &SigningFixture::dev
     });
 }
 
-QStringList identifiers() {
-    return UpdateFixture::configuration().director.bundleIdentifiers;
-}
-
-TaskOutcome<PreparedRelease> prepare(UpdateFixture& fixture,
-                                     const AvailableApplicationRelease& release) {
-    return outcomeOf(
-        fixture.makeUpdater()->prepareUpdate(release, fixture.installed, identifiers(), {}), 60000);
-}
-
-TaskOutcome<bool> installPrepared(UpdateFixture& fixture, const PreparedRelease& prepared) {
-    auto outcome = outcomeOf(
-        fixture.makeUpdater()->installPrepared(prepared, fixture.installed, identifiers()), 60000);
-    ProductionApplicationUpdater::waitForBackupRemoval();
-    return outcome;
+// The published release, its address with this scheme.
+Scenario withScheme(const QString& scheme) {
+    return [=](UpdateFixture& fixture) {
+        fixture.publishBundle(signedRelease(fixture));
+        AvailableApplicationRelease release = fixture.release();
+        QUrl url = *release.downloadURL;
+        url.setScheme(scheme);
+        release.downloadURL = url;
+        return release;
+    };
 }
 
 // What a prepared release looks like to a launcher that starts anew.
@@ -129,14 +137,7 @@ private Q_SLOTS:
     void installsAVerifiedRelease_data() {
         QTest::addColumn<Scenario>("scenario");
         QTest::newRow("bundle at the top") << publishingBundle(signedRelease);
-        QTest::newRow("scheme in capitals") << Scenario([](UpdateFixture& fixture) {
-            fixture.publishBundle(signedRelease(fixture));
-            AvailableApplicationRelease release = fixture.release();
-            QUrl url = *release.downloadURL;
-            url.setScheme(u"HTTPS"_s);
-            release.downloadURL = url;
-            return release;
-        });
+        QTest::newRow("scheme in capitals") << withScheme(u"HTTPS"_s);
         QTest::newRow("release without a build") << publishingBundle(
             [](UpdateFixture& fixture) {
                 return fixture.buildRelease(UpdateFixture::releaseSpec(u"2.5.0"_s, u"99"_s));
@@ -177,14 +178,7 @@ private Q_SLOTS:
             return AvailableApplicationRelease{u"2.5.0"_s, u"2500"_s, std::nullopt};
         }) << text(Error::missingDownload)
                                      << 0;
-        QTest::newRow("plain http") << Scenario([](UpdateFixture& fixture) {
-            AvailableApplicationRelease release = fixture.release();
-            QUrl url = *release.downloadURL;
-            url.setScheme(u"http"_s);
-            release.downloadURL = url;
-            return release;
-        }) << text(Error::insecureDownload)
-                                    << 0;
+        QTest::newRow("plain http") << withScheme(u"http"_s) << text(Error::insecureDownload) << 0;
         QTest::newRow("no scheme") << Scenario([](UpdateFixture&) {
             return AvailableApplicationRelease{u"2.5.0"_s, {}, QUrl(u"director.zip"_s)};
         }) << text(Error::insecureDownload)
@@ -448,15 +442,10 @@ private Q_SLOTS:
             signature = std::make_shared<CancellingSignature>(signature, control.cancellation,
                                                               fixture.installed.toLocalFile());
         }
-        ProductionApplicationUpdater updater({fixture.server.makeNetworkAccess(),
-                                              std::make_shared<LinuxWorkspace>(),
-                                              std::make_shared<LibarchiveExtractor>(), signature,
-                                              std::make_shared<RenameExchangeReplacement>()},
-                                             fixture.limits);
-
-        const auto outcome = outcomeOf(
-            updater.installUpdate(fixture.release(), fixture.installed, identifiers(), control),
-            60000);
+        const auto outcome =
+            outcomeOf(fixture.makeUpdater(signature)->installUpdate(
+                          fixture.release(), fixture.installed, identifiers(), control),
+                      60000);
         QVERIFY(outcome.error);
         QCOMPARE(outcome.error->description(),
                  LaunchError::url(LaunchError::cancelled).description());
@@ -466,34 +455,34 @@ private Q_SLOTS:
                  moment == u"request"_s ? 0 : 1);
     }
 
-    void refusesWhileACopyRuns() {
-        UpdateFixture fixture;
-        fixture.publishBundle(signedRelease(fixture));
-        QVERIFY(fixture.startInstalledCopy() > 0);
-
-        const TaskOutcome<bool> outcome = install(fixture, fixture.release());
-        QVERIFY(outcome.error);
-        QVERIFY(isUpdaterError(*outcome.error, Error::applicationRunning));
-        QCOMPARE(fixture.server.requestCount(UpdateFixture::downloadPath), 0);
-        QCOMPARE(fixture.installedVersion(), u"2.4.1"_s);
+    // A copy running before the update starts stops it before anything is fetched; one started
+    // while the update downloads stops it just before the replacement.
+    void refusesWhileACopyRuns_data() {
+        QTest::addColumn<bool>("startedDuringDownload");
+        QTest::newRow("running before") << false;
+        QTest::newRow("started during the download") << true;
     }
 
-    // A copy started while the update downloads stops it just before the replacement.
-    void stopsWhenACopyStartsDuringTheDownload() {
+    void refusesWhileACopyRuns() {
+        QFETCH(bool, startedDuringDownload);
         UpdateFixture fixture;
         fixture.publishBundle(signedRelease(fixture));
         HttpsTestServer::Response archive(200, {}, "application/zip");
         archive.filePath = fixture.root.filePath(u"published.zip"_s);
-        fixture.server.on(u"GET"_s, UpdateFixture::downloadPath,
-                          [&](const HttpsTestServer::Request&) {
-                              fixture.startInstalledCopy();
-                              return archive;
-                          });
+        if (startedDuringDownload)
+            fixture.server.on(u"GET"_s, UpdateFixture::downloadPath,
+                              [&](const HttpsTestServer::Request&) {
+                                  fixture.startInstalledCopy();
+                                  return archive;
+                              });
+        else
+            QVERIFY(fixture.startInstalledCopy() > 0);
 
         const TaskOutcome<bool> outcome = install(fixture, fixture.release());
         QVERIFY(outcome.error);
         QVERIFY(isUpdaterError(*outcome.error, Error::applicationRunning));
-        QCOMPARE(fixture.server.requestCount(UpdateFixture::downloadPath), 1);
+        QCOMPARE(fixture.server.requestCount(UpdateFixture::downloadPath),
+                 startedDuringDownload ? 1 : 0);
         QCOMPARE(fixture.installedVersion(), u"2.4.1"_s);
         QCOMPARE(fixture.leftovers(), QStringList());
     }

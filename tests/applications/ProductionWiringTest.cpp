@@ -3,6 +3,7 @@
 #include "TaskOutcome.h"
 #include "ThrowawayHome.h"
 #include "WebsiteFixture.h"
+#include "content_packs/ProductionCatalogueProvider.h"
 
 #include <QJsonDocument>
 #include <QTest>
@@ -17,16 +18,24 @@ private:
     ThrowawayHome m_home;
 
 private Q_SLOTS:
-    void releaseCheckerOnlyWithAManifestAddress() {
-        LaunchConfiguration configuration = LaunchConfiguration::production();
-        LaunchCollaborators collaborators = LaunchCollaborators::production(configuration);
-        QVERIFY(collaborators.discovery);
-        QVERIFY(collaborators.releaseChecker);
-
-        configuration.releaseMetadataURL.reset();
-        collaborators = LaunchCollaborators::production(configuration);
-        QVERIFY(collaborators.discovery);
-        QVERIFY(!collaborators.releaseChecker);
+    // The release check and the public catalogue each need their own address; discovery and the
+    // pack installer are always there.
+    void optionalServicesOnlyWithTheirAddress() {
+        const auto wired = [](const std::function<void(LaunchConfiguration&)>& change) {
+            LaunchConfiguration configuration = LaunchConfiguration::production();
+            change(configuration);
+            return LaunchCollaborators::production(configuration);
+        };
+        const auto all = wired([](LaunchConfiguration&) {});
+        QVERIFY(all.discovery && all.contentPackInstaller && all.releaseChecker);
+        QVERIFY(dynamic_cast<ProductionCatalogueProvider*>(all.catalogueProvider.get()));
+        const auto noManifest =
+            wired([](auto& configuration) { configuration.releaseMetadataURL.reset(); });
+        QVERIFY(noManifest.discovery && !noManifest.releaseChecker && noManifest.catalogueProvider);
+        const auto noCatalogue =
+            wired([](auto& configuration) { configuration.catalogueURL.reset(); });
+        QVERIFY(noCatalogue.contentPackInstaller && noCatalogue.releaseChecker);
+        QVERIFY(!noCatalogue.catalogueProvider);
     }
 
     // The website's own authority, named in the configuration file the sample website writes, is

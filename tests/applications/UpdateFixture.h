@@ -71,13 +71,14 @@ public:
             QList<QByteArray>{signing.authority.certificatePem()}, false);
     }
 
+    // On this fixture's server and signing authority; checked, when given, checks the signatures.
     std::shared_ptr<ProductionApplicationUpdater>
-    makeUpdater(std::shared_ptr<Workspace> workspace = std::make_shared<LinuxWorkspace>()) const {
+    makeUpdater(std::shared_ptr<CodeSignature> checked = nullptr) const {
         return std::make_shared<ProductionApplicationUpdater>(
-            ProductionApplicationUpdater::Services{server.makeNetworkAccess(), std::move(workspace),
-                                                   std::make_shared<LibarchiveExtractor>(),
-                                                   signature(),
-                                                   std::make_shared<RenameExchangeReplacement>()},
+            ProductionApplicationUpdater::Services{
+                server.makeNetworkAccess(), std::make_shared<LinuxWorkspace>(),
+                std::make_shared<LibarchiveExtractor>(), checked ? checked : signature(),
+                std::make_shared<RenameExchangeReplacement>()},
             limits);
     }
 
@@ -143,10 +144,8 @@ public:
 
     // What the updater left behind: no work folder or lock beside the installed bundle.
     QStringList leftovers() const {
-        const auto list = [](const QString& folder, const QStringList& patterns) {
-            return QDir(folder).entryList(patterns, QDir::AllEntries | QDir::NoDotAndDotDot |
-                                                        QDir::Hidden | QDir::System);
-        };
-        return list(applications, {QStringLiteral(".vantor-launch-*")});
+        return QDir(applications)
+            .entryList({QStringLiteral(".vantor-launch-*")},
+                       QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden | QDir::System);
     }
 };

@@ -107,17 +107,6 @@ private Q_SLOTS:
         QVERIFY2(std::get<QString>(outcome).contains(error),
                  qPrintable(std::get<QString>(outcome)));
     }
-
-    void productionListsPacksOnlyWithACatalogueAddress() {
-        LaunchConfiguration configuration = LaunchConfiguration::production();
-        LaunchCollaborators collaborators = LaunchCollaborators::production(configuration);
-        QVERIFY(dynamic_cast<ProductionCatalogueProvider*>(collaborators.catalogueProvider.get()));
-        QVERIFY(collaborators.contentPackInstaller);
-        configuration.catalogueURL.reset();
-        collaborators = LaunchCollaborators::production(configuration);
-        QVERIFY(!collaborators.catalogueProvider);
-        QVERIFY(collaborators.contentPackInstaller);
-    }
 };
 
 QTEST_GUILESS_MAIN(CatalogueProviderTest)

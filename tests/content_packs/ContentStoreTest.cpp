@@ -22,6 +22,11 @@ QByteArray entry(const QString& id, const QString& pack, const QByteArray& versi
                .toUtf8();
 }
 
+// The store's manifest holding these entries.
+void writeCatalog(const QString& store, const QByteArrayList& entries) {
+    writeFile(store + u"/catalog.json"_s, "[" + entries.join(',') + "]");
+}
+
 } // namespace
 
 // The content store's location, its manifest "catalog.json" and the move from the older location,
@@ -79,11 +84,9 @@ private Q_SLOTS:
         QFETCH(QByteArray, version);
         QFETCH(QString, expected);
         const QString store = m_fixture->fallbackStore();
-        writeFile(
-            store + u"/catalog.json"_s,
-            "[" + entry(u"a1"_s, u"coast"_s, "\"0.9\"", store + u"/Packs/coast/a1.vdasset"_s) +
-                "," + entry(u"a2"_s, u"coast"_s, version, store + u"/Packs/coast/a2.vdasset"_s) +
-                "]");
+        writeCatalog(store,
+                     {entry(u"a1"_s, u"coast"_s, "\"0.9\"", store + u"/Packs/coast/a1.vdasset"_s),
+                      entry(u"a2"_s, u"coast"_s, version, store + u"/Packs/coast/a2.vdasset"_s)});
         const auto versions = ContentStore::installedPackVersions();
         if (expected.isEmpty())
             QVERIFY(versions.isEmpty());
@@ -93,10 +96,10 @@ private Q_SLOTS:
 
     void onlyEntriesWithTheirAssetFileCount() {
         const QString store = m_fixture->fallbackStore();
-        writeFile(store + u"/catalog.json"_s,
-                  "[" + entry(u"a1"_s, u"coast"_s, "\"1.0\"", store + u"/x/a1.vdasset"_s, false) +
-                      "," + entry(u"b1"_s, u"nature"_s, "\"2.0\"", store + u"/x/b1.vdasset"_s) +
-                      ", {\"id\": \"c1\", \"name\": \"c\", \"category\": \"c\", \"version\": 1}]");
+        writeCatalog(store,
+                     {entry(u"a1"_s, u"coast"_s, "\"1.0\"", store + u"/x/a1.vdasset"_s, false),
+                      entry(u"b1"_s, u"nature"_s, "\"2.0\"", store + u"/x/b1.vdasset"_s),
+                      "{\"id\": \"c1\", \"name\": \"c\", \"category\": \"c\", \"version\": 1}"});
         QCOMPARE(ContentStore::installedPackVersions(),
                  (QHash<QString, QString>{{u"nature"_s, u"2.0"_s}}));
     }
@@ -154,16 +157,12 @@ private Q_SLOTS:
         const QString legacy = m_fixture->fallbackStore();
         const QString container = m_fixture->containerStore();
         QDir().mkpath(m_fixture->path() + u"/Library/Containers/nz.co.halvex.VantorDirector"_s);
-        writeFile(
-            legacy + u"/catalog.json"_s,
-            "[" + entry(u"a1"_s, u"coast"_s, "\"1.0\"", legacy + u"/Packs/coast/1.0/a1.vdasset"_s) +
-                "]");
+        writeCatalog(legacy, {entry(u"a1"_s, u"coast"_s, "\"1.0\"",
+                                    legacy + u"/Packs/coast/1.0/a1.vdasset"_s)});
         writeFile(legacy + u"/Packs/.hidden"_s, "skip");
-        writeFile(
-            container + u"/catalog.json"_s,
-            "[" + entry(u"a1"_s, u"old"_s, "\"0.1\"", container + u"/Packs/old/a1.vdasset"_s) +
-                "," + entry(u"b1"_s, u"nature"_s, "\"2\"", container + u"/Packs/n/b1.vdasset"_s) +
-                "]");
+        writeCatalog(container,
+                     {entry(u"a1"_s, u"old"_s, "\"0.1\"", container + u"/Packs/old/a1.vdasset"_s),
+                      entry(u"b1"_s, u"nature"_s, "\"2\"", container + u"/Packs/n/b1.vdasset"_s)});
 
         const QHash<QString, QString> expected{{u"coast"_s, u"1.0"_s}, {u"nature"_s, u"2"_s}};
         QCOMPARE(ContentStore::installedPackVersions(), expected);
@@ -176,9 +175,8 @@ private Q_SLOTS:
                  QUrl::fromLocalFile(container + u"/Packs/coast/1.0/a1.vdasset"_s));
 
         // Nothing records the move: an entry Creator wrote with a colliding id is replaced again.
-        writeFile(container + u"/catalog.json"_s,
-                  "[" + entry(u"a1"_s, u"other"_s, "\"9\"", container + u"/Packs/o/a1.vdasset"_s) +
-                      "]");
+        writeCatalog(container,
+                     {entry(u"a1"_s, u"other"_s, "\"9\"", container + u"/Packs/o/a1.vdasset"_s)});
         QCOMPARE(ContentStore::installedPackVersions(),
                  (QHash<QString, QString>{{u"coast"_s, u"1.0"_s}}));
     }

@@ -338,12 +338,8 @@ private Q_SLOTS:
             notUpdated + urlError(LaunchError::badServerResponse));
         row("archive dropped", u"update"_s, archivePath, {.dropAfter = 4096},
             notUpdated + urlError(LaunchError::networkConnectionLost));
-        row("release manifest 500", u"check"_s, u"/updates/macos.json"_s, {.status = 500},
-            u"The Vantor Director update check could not be completed."_s);
         row("catalogue 503", u"catalogue"_s, u"/v1/catalogue"_s, {.status = 503},
             u"The public Content Pack catalogue could not be refreshed."_s);
-        row("pack manifest 404", u"install"_s, u"/v1/launch/creator-backgrounds"_s, {.status = 404},
-            u"Content Pack installation is not yet available on the live Vantor API."_s);
         row("thumbnail 404", u"install"_s, u"/files/aurora-stage/aurora-still.jpg"_s,
             {.status = 404}, u"The content server rejected the download (HTTP 404)."_s);
         row("asset dropped", u"install"_s, u"/files/aurora-stage/aurora-still.vdasset"_s,
@@ -408,9 +404,6 @@ private Q_SLOTS:
             QVERIFY(director().isRunning);
             QTRY_COMPARE_WITH_TIMEOUT(director().state, InstallationState::updateAvailable, 10000);
             QVERIFY(!m_store->updateFlow().updatingAppID());
-        } else if (flow == u"check"_s) {
-            QVERIFY(finished(m_store->applicationFlows().refreshApplications()));
-            QCOMPARE(director().state, InstallationState::stale);
         } else if (flow == u"catalogue"_s) {
             const QList<ContentPack> packs = m_store->packs();
             QVERIFY(finished(m_store->packFlows().refreshCatalogue()));
