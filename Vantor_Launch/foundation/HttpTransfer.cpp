@@ -1,104 +1,115 @@
 #include "foundation/HttpTransfer.h"
 
-#include <QCoroNetworkReply>
+#include "foundation/HttpsBodyReceiver.h"
+#include "foundation/TrustingNetworkAccessManager.h"
+
+#include <QCoroFuture>
 #include <QNetworkAccessManager>
 
 using namespace Qt::StringLiterals;
 
 namespace {
 
-struct LaterDeleter {
-    // The reply has just emitted finished() and is still inside that emission.
-    void operator()(QNetworkReply* reply) const { reply->deleteLater(); }
+// The most redirects a request that stays on its origin follows by hand.
+constexpr int maximumRedirects = 5;
+
+// What the receiving thread gathers: the body up to the limit, and whether it went past it.
+struct Gathered {
+    QByteArray body;
+    qint64 limit = 0;
+    bool tooLarge = false;
 };
 
-// Takes the body off the reply as it arrives, so that Qt never buffers more than one chunk, and
-// stops the transfer once the body is known to be too large.
-class BoundedBody {
-public:
-    BoundedBody(QNetworkReply* reply, qint64 limit)
-        : m_reply(reply)
-        , m_limit(limit) {
-        m_headers = QObject::connect(reply, &QNetworkReply::metaDataChanged, reply, [this] {
-            const QVariant length = m_reply->header(QNetworkRequest::ContentLengthHeader);
-            if (length.isValid() && length.toLongLong() > m_limit)
-                refuse();
-        });
-        m_data = QObject::connect(reply, &QNetworkReply::readyRead, reply, [this] { take(); });
-    }
-    ~BoundedBody() {
-        QObject::disconnect(m_headers);
-        QObject::disconnect(m_data);
-    }
-    BoundedBody(const BoundedBody&) = delete;
-    BoundedBody& operator=(const BoundedBody&) = delete;
+bool sameOrigin(const QUrl& first, const QUrl& second) {
+    return first.scheme() == second.scheme() && first.host() == second.host() &&
+           first.port(443) == second.port(443);
+}
 
-    bool tooLarge() const { return m_tooLarge; }
+LaunchError tooLarge(qint64 limit) {
+    return LaunchError::decoding(u"The response is larger than %1 bytes."_s.arg(limit));
+}
 
-    QByteArray finish() {
-        take();
-        if (m_tooLarge)
-            return {};
-        return std::move(m_body);
-    }
-
-private:
-    void take() {
-        if (m_tooLarge)
-            return;
-        if (m_body.size() + m_reply->bytesAvailable() > m_limit) {
-            refuse();
-            return;
+// One request, without following a redirect unless `followRedirects`.
+QCoro::Task<std::pair<ResponseHead, QByteArray>> exchange(HttpsBodyReceiver::Request request,
+                                                          qint64 maximumBodySize) {
+    const auto gathered = std::make_shared<Gathered>();
+    gathered->limit = maximumBodySize;
+    HttpsBodyReceiver receiver(std::move(request), [gathered](const char* data, qint64 size) {
+        if (gathered->body.size() + size > gathered->limit) {
+            gathered->tooLarge = true;
+            gathered->body.clear();
+            return false;
         }
-        m_body.append(m_reply->readAll());
+        gathered->body.append(data, size);
+        return true;
+    });
+    std::exception_ptr refusal;
+    std::optional<ResponseHead> head;
+    try {
+        QFuture<std::optional<ResponseHead>> arrival = receiver.head();
+        head = co_await arrival;
+        if (head && head->contentLength > maximumBodySize)
+            throw tooLarge(maximumBodySize);
+        receiver.proceed(true);
+    } catch (...) {
+        refusal = std::current_exception();
+        receiver.abort();
     }
-
-    void refuse() {
-        if (m_tooLarge)
-            return;
-        m_tooLarge = true;
-        m_body.clear();
-        QObject::disconnect(m_data);
-        // Not from inside the reply's own signal: aborting emits finished(), which resumes the
-        // waiting coroutine, which must not unwind under this handler.
-        QMetaObject::invokeMethod(m_reply, &QNetworkReply::abort, Qt::QueuedConnection);
-    }
-
-    QNetworkReply* m_reply;
-    qint64 m_limit;
-    QByteArray m_body;
-    bool m_tooLarge = false;
-    QMetaObject::Connection m_headers;
-    QMetaObject::Connection m_data;
-};
-
-// Errors below the HTTP layer: no answer, or an answer cut off in transfer. HTTP statuses map to
-// errors in other ranges and come back to the caller as statuses.
-bool isTransportError(QNetworkReply::NetworkError error) {
-    return (error > QNetworkReply::NoError && error <= QNetworkReply::UnknownProxyError) ||
-           error == QNetworkReply::ProtocolFailure;
+    QFuture<HttpsBodyReceiver::Outcome> ending = receiver.finished();
+    const HttpsBodyReceiver::Outcome outcome = co_await ending;
+    if (refusal)
+        std::rethrow_exception(refusal);
+    using Ending = HttpsBodyReceiver::Ending;
+    if (outcome.ending == Ending::refused && gathered->tooLarge)
+        throw tooLarge(maximumBodySize);
+    if (outcome.ending == Ending::stalled)
+        throw LaunchError::url(LaunchError::timedOut);
+    if (outcome.ending == Ending::failed)
+        throw LaunchError::url(outcome.error);
+    if (outcome.ending != Ending::complete || !head)
+        throw LaunchError::url(LaunchError::badServerResponse);
+    co_return std::pair{*head, std::move(gathered->body)};
 }
 
 QCoro::Task<HttpTransfer::Response> transfer(std::shared_ptr<QNetworkAccessManager> manager,
                                              QNetworkRequest request, QByteArray method,
                                              QByteArray body, qint64 maximumBodySize) {
-    QNetworkReply* pending = manager->sendCustomRequest(request, method, body);
-    const std::unique_ptr<QNetworkReply, LaterDeleter> reply(pending);
-    BoundedBody received(pending, maximumBodySize);
-    co_await pending;
-
-    if (received.tooLarge())
-        throw LaunchError::decoding(
-            u"The response is larger than %1 bytes."_s.arg(maximumBodySize));
-    const QVariant status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
-    if (!status.isValid() || isTransportError(reply->error())) {
-        // Nobody aborts these replies except the transfer timeout (and the size limit, handled
-        // above), so a cancellation is a time-out.
-        const bool timedOut = reply->error() == QNetworkReply::OperationCanceledError &&
-                              request.transferTimeout() > 0;
-        throw LaunchError::url(HttpTransfer::urlErrorCode(reply->error(), timedOut));
+    HttpsBodyReceiver::Request outgoing;
+    outgoing.url = request.url();
+    outgoing.method = method;
+    if (!body.isEmpty() || method == "POST" || method == "PUT")
+        outgoing.body = body.isNull() ? QByteArray("") : body;
+    for (const QByteArray& name : request.rawHeaderList())
+        outgoing.headers.append({name, request.rawHeader(name)});
+    if (const auto* trusting = dynamic_cast<const TrustingNetworkAccessManager*>(manager.get()))
+        outgoing.authorities = trusting->authoritiesPem();
+    // Like the request's transfer time-out: no byte for this long ends it.
+    if (request.transferTimeout() > 0)
+        outgoing.stallMilliseconds = request.transferTimeout();
+    // A request that carries the user's session stays on its origin: a redirect elsewhere is
+    // refused, never followed with the session or the body.
+    const bool staysOnOrigin =
+        request.attribute(QNetworkRequest::RedirectPolicyAttribute).toInt() ==
+        QNetworkRequest::SameOriginRedirectPolicy;
+    outgoing.followRedirects = !staysOnOrigin;
+    for (int redirects = 0;; ++redirects) {
+        QCoro::Task<std::pair<ResponseHead, QByteArray>> exchanging =
+            exchange(outgoing, maximumBodySize);
+        auto [head, received] = co_await std::move(exchanging);
+        const bool redirected = head.status >= 300 && head.status <= 399;
+        if (!staysOnOrigin || !redirected || head.redirectURL.isEmpty())
+            co_return HttpTransfer::Response{head.status, std::move(received)};
+        const QUrl target = QUrl::fromEncoded(head.redirectURL);
+        if (!target.isValid() || !sameOrigin(target, request.url()) ||
+            redirects + 1 >= maximumRedirects)
+            throw LaunchError::url(LaunchError::badServerResponse);
+        outgoing.url = target;
+        // Only these two promise the same method and body at the new address.
+        if (head.status != 307 && head.status != 308) {
+            outgoing.method = QByteArrayLiteral("GET");
+            outgoing.body = QByteArray();
+        }
     }
-    co_return HttpTransfer::Response{status.toInt(), received.finish()};
 }
 
 } // namespace
@@ -116,36 +127,4 @@ QCoro::Task<HttpTransfer::Response> HttpTransfer::send(QNetworkRequest request, 
                                                        qint64 maximumBodySize) const {
     return transfer(m_manager, std::move(request), std::move(method), std::move(body),
                     maximumBodySize);
-}
-LaunchError::UrlCode HttpTransfer::urlErrorCode(QNetworkReply::NetworkError error, bool timedOut) {
-    switch (error) {
-    case QNetworkReply::HostNotFoundError:
-        return LaunchError::cannotFindHost;
-    case QNetworkReply::ConnectionRefusedError:
-    case QNetworkReply::ProxyConnectionRefusedError:
-    case QNetworkReply::ProxyNotFoundError:
-        return LaunchError::cannotConnectToHost;
-    case QNetworkReply::RemoteHostClosedError:
-    case QNetworkReply::ProxyConnectionClosedError:
-        return LaunchError::networkConnectionLost;
-    case QNetworkReply::TimeoutError:
-    case QNetworkReply::ProxyTimeoutError:
-        return LaunchError::timedOut;
-    case QNetworkReply::OperationCanceledError:
-        return timedOut ? LaunchError::timedOut : LaunchError::cancelled;
-    case QNetworkReply::SslHandshakeFailedError:
-        return LaunchError::secureConnectionFailed;
-    case QNetworkReply::TemporaryNetworkFailureError:
-    case QNetworkReply::NetworkSessionFailedError:
-        return LaunchError::notConnectedToInternet;
-    case QNetworkReply::ProtocolUnknownError:
-        return LaunchError::unsupportedURL;
-    case QNetworkReply::NoError:
-    case QNetworkReply::ProtocolFailure:
-    case QNetworkReply::InsecureRedirectError:
-    case QNetworkReply::TooManyRedirectsError:
-        return LaunchError::badServerResponse;
-    default:
-        return LaunchError::unknown;
-    }
 }

@@ -4,17 +4,18 @@
 
 #include <QByteArray>
 #include <QCoroTask>
-#include <QNetworkReply>
 #include <QNetworkRequest>
 #include <memory>
 
 class QNetworkAccessManager;
 
-// One HTTP request and its whole answer, on the main thread. Any HTTP status comes back as it is
-// (the caller decides which it accepts). A request that failed in transport throws the URL error
-// that the flows tell apart (offline, connection lost, timed out, insecure, ...), even when a
-// status line and part of the body had arrived first. A body larger than the limit is never held:
-// the transfer stops as soon as the limit is passed and fails with the decoding error.
+// One HTTPS request and its whole answer, received on a thread of its own (as downloads are, so
+// that no answer passes through Qt's own reading of HTTP headers, which runs past the end of some
+// malformed dates). Any HTTP status comes back as it is (the caller decides which it accepts). A
+// request that failed in transport throws the URL error that the flows tell apart (offline,
+// connection lost, timed out, insecure, ...), even when a status line and part of the body had
+// arrived first. A body larger than the limit is never held: the transfer stops as soon as the
+// limit is passed and fails with the decoding error.
 class HttpTransfer {
 public:
     struct Response {
@@ -33,8 +34,6 @@ public:
                               qint64 maximumBodySize = defaultMaximumBodySize) const;
     QCoro::Task<Response> send(QNetworkRequest request, QByteArray method, QByteArray body = {},
                                qint64 maximumBodySize = defaultMaximumBodySize) const;
-
-    static LaunchError::UrlCode urlErrorCode(QNetworkReply::NetworkError error, bool timedOut);
 
 private:
     std::shared_ptr<QNetworkAccessManager> m_manager;

@@ -108,6 +108,9 @@ bool HttpsBodyReceiver::State::sendHead(bool waitForVerdict) {
     curl_easy_getinfo(easy, CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &length);
     head.status = int(status);
     head.contentLength = length;
+    char* redirect = nullptr;
+    if (curl_easy_getinfo(easy, CURLINFO_REDIRECT_URL, &redirect) == CURLE_OK && redirect)
+        head.redirectURL = QByteArray(redirect);
     headSent = true;
     headPromise.addResult(std::optional<Head>(head));
     headPromise.finish();
@@ -171,7 +174,7 @@ void HttpsBodyReceiver::State::configure(curl_slist* headers) {
     curl_easy_setopt(easy, CURLOPT_URL, url.constData());
     curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "https");
     curl_easy_setopt(easy, CURLOPT_REDIR_PROTOCOLS_STR, "https");
-    curl_easy_setopt(easy, CURLOPT_FOLLOWLOCATION, 1L);
+    curl_easy_setopt(easy, CURLOPT_FOLLOWLOCATION, request.followRedirects ? 1L : 0L);
     curl_easy_setopt(easy, CURLOPT_MAXREDIRS, 5L);
     curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
     // One connection carries several files where the server speaks HTTP/2.
@@ -179,6 +182,12 @@ void HttpsBodyReceiver::State::configure(curl_slist* headers) {
     curl_easy_setopt(easy, CURLOPT_USERAGENT, "Vantor Launcher");
     curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT_MS, long(request.stallMilliseconds));
     curl_easy_setopt(easy, CURLOPT_HTTPHEADER, headers);
+    if (request.method != "GET")
+        curl_easy_setopt(easy, CURLOPT_CUSTOMREQUEST, request.method.constData());
+    if (!request.body.isNull()) {
+        curl_easy_setopt(easy, CURLOPT_POSTFIELDSIZE_LARGE, curl_off_t(request.body.size()));
+        curl_easy_setopt(easy, CURLOPT_POSTFIELDS, request.body.constData());
+    }
     if (!request.authorities.isEmpty()) {
         curl_blob authorities{request.authorities.data(), size_t(request.authorities.size()),
                               CURL_BLOB_COPY};
@@ -204,6 +213,9 @@ void HttpsBodyReceiver::State::run() {
         QThread::currentThread()->setPriority(QThread::IdlePriority);
     piece.reserve(pieceBytes + CURL_MAX_WRITE_SIZE);
     curl_slist* headers = nullptr;
+    // A body is sent at once, not after a wait for the server's go-ahead.
+    if (!request.body.isNull())
+        headers = curl_slist_append(headers, "Expect:");
     for (const auto& [name, value] : request.headers) {
         const QByteArray line = name + ": " + value;
         headers = curl_slist_append(headers, line.constData());

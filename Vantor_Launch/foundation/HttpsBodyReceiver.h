@@ -22,7 +22,13 @@ class HttpsBodyReceiver {
 public:
     struct Request {
         QUrl url;
+        QByteArray method = QByteArrayLiteral("GET");
+        // Sent as the request's body when not null.
+        QByteArray body;
         QList<std::pair<QByteArray, QByteArray>> headers;
+        // Redirects to another https address are followed; when false a redirect is the answer,
+        // with the address it names in the head.
+        bool followRedirects = true;
         // PEM authorities trusted instead of the system's; empty: the system's.
         QByteArray authorities;
         int stallMilliseconds = 60'000;

@@ -12,6 +12,8 @@ struct ResponseHead {
     QByteArray contentRange;
     QByteArray entityTag;
     QByteArray lastModified;
+    // Where a redirect that was not followed points, resolved against the request's address.
+    QByteArray redirectURL;
 
     // One header line as the server sent it (its line ending may remain). A status line starts a
     // new response of the chain (a redirect, an interim answer) and forgets the last one's values.
