@@ -1,6 +1,7 @@
 #include "AppDetailProfile.h"
 #include "ArtworkCache.h"
 #include "BundleBuilder.h"
+#include "HttpsTestServer.h"
 #include "LauncherInfo.h"
 #include "ViewHarness.h"
 #include "foundation/BuildSettings.h"
@@ -689,6 +690,7 @@ private Q_SLOTS:
         QVERIFY(!isShown(harness.item(u"noPackSelected"_s)));
     }
 
+    // From the disk and from the website's hosts alike.
     void artworkShowsTheImageOrThePlaceholderForAMissingOrBrokenOne() {
         StoreFixture fixture;
         const QString good = fixture.folder.filePath(u"good.png"_s);
@@ -698,13 +700,20 @@ private Q_SLOTS:
         const QString garbage = fixture.folder.filePath(u"garbage.png"_s);
         writeFile(garbage, "not an image at all");
         const QUrl missing = QUrl::fromLocalFile(fixture.folder.filePath(u"missing.png"_s));
+        HttpsTestServer host;
+        QFile goodFile(good);
+        QVERIFY(goodFile.open(QIODevice::ReadOnly));
+        host.reply(u"GET"_s, u"/art/good.png"_s, {200, goodFile.readAll(), "image/png"});
+        ArtworkCache::shared().setNetworkAccess(host.makeNetworkAccess());
         fixture.answerStartUp({fixture.director(), fixture.creator()},
                               {packWithArtwork(u"good"_s, QUrl::fromLocalFile(good)),
                                packWithArtwork(u"garbage"_s, QUrl::fromLocalFile(garbage)),
                                packWithArtwork(u"missing"_s, missing),
-                               packWithArtwork(u"none"_s, std::nullopt)});
+                               packWithArtwork(u"none"_s, std::nullopt),
+                               packWithArtwork(u"hosted"_s, host.url(u"/art/good.png"_s)),
+                               packWithArtwork(u"gone"_s, host.url(u"/art/gone.png"_s))});
         ViewHarness harness(fixture);
-        QTRY_COMPARE(harness.store().packs().size(), 4);
+        QTRY_COMPARE(harness.store().packs().size(), 6);
         harness.store().setSelection(LaunchSection::packs);
         QQuickItem* artwork = harness.item(u"detailArtwork"_s);
         QQuickItem* placeholder = harness.item(artwork, u"artworkPlaceholder"_s);
@@ -712,7 +721,11 @@ private Q_SLOTS:
         QTRY_VERIFY(artwork->property("loaded").toBool());
         QVERIFY(!placeholder->isVisible());
 
-        for (const qsizetype index : {1, 2, 3}) {
+        harness.store().selectPack(u"hosted"_s);
+        QTRY_VERIFY(artwork->property("loaded").toBool());
+        QVERIFY(!placeholder->isVisible());
+
+        for (const qsizetype index : {1, 2, 3, 5}) {
             const ContentPack pack = harness.store().packs()[index];
             harness.store().selectPack(pack.id);
             if (pack.artworkURL)

@@ -1,9 +1,11 @@
 #include "ArtworkCache.h"
 
+#include "foundation/HttpTransfer.h"
+
 #include <QBuffer>
+#include <QFile>
 #include <QFutureWatcher>
 #include <QImageReader>
-#include <QNetworkReply>
 #include <QtConcurrent>
 
 using namespace Qt::StringLiterals;
@@ -22,6 +24,29 @@ QImage decodeBounded(const QByteArray& body) {
         reader.setScaledSize(
             size.scaled(ArtworkCache::maximumSide, ArtworkCache::maximumSide, Qt::KeepAspectRatio));
     return reader.read();
+}
+
+QImage readBounded(const QString& path) {
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly) || file.size() > ArtworkCache::maximumBody)
+        return {};
+    return decodeBounded(file.readAll());
+}
+
+// The picture's bytes, or nothing when the host did not give them; never throws.
+QCoro::Task<std::optional<QByteArray>> download(std::shared_ptr<QNetworkAccessManager> network,
+                                                QUrl url) {
+    QNetworkRequest request(url);
+    request.setTransferTimeout(30'000);
+    try {
+        QCoro::Task<HttpTransfer::Response> fetching =
+            HttpTransfer(std::move(network)).get(request, ArtworkCache::maximumBody);
+        HttpTransfer::Response response = co_await std::move(fetching);
+        if (response.status == 200)
+            co_return std::move(response.body);
+    } catch (const std::exception&) {
+    }
+    co_return std::nullopt;
 }
 
 } // namespace
@@ -59,31 +84,20 @@ void ArtworkCache::load(const QUrl& url) {
         return;
     }
     m_loading.insert(url);
-    if (scheme == u"qrc"_s) {
-        QFile file(u':' + url.path());
-        if (!file.open(QIODevice::ReadOnly) || file.size() > maximumBody)
-            return fail(url);
-        return decode(url, file.readAll());
+    if (scheme != u"https"_s) {
+        // Pictures of the build and of the disk are read where they are decoded.
+        const QString path = scheme == u"qrc"_s ? u':' + url.path() : url.toLocalFile();
+        return decode(url, QtConcurrent::run(readBounded, path));
     }
-    QNetworkRequest request(url);
-    request.setAttribute(QNetworkRequest::RedirectPolicyAttribute,
-                         QNetworkRequest::NoLessSafeRedirectPolicy);
-    request.setTransferTimeout(30'000);
-    QNetworkReply* reply = m_network->get(request);
-    connect(reply, &QNetworkReply::downloadProgress, reply, [reply](qint64 received, qint64) {
-        if (received > maximumBody)
-            reply->abort();
-    });
-    connect(reply, &QNetworkReply::finished, this, [this, reply, url] {
-        reply->deleteLater();
-        const int status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
-        if (reply->error() != QNetworkReply::NoError || (status != 0 && status != 200))
-            return fail(url);
-        decode(url, reply->readAll());
-    });
+    QCoro::connect(download(m_network, url), this,
+                   [this, url](const std::optional<QByteArray>& body) {
+                       if (!body)
+                           return fail(url);
+                       decode(url, QtConcurrent::run(decodeBounded, *body));
+                   });
 }
 
-void ArtworkCache::decode(const QUrl& url, const QByteArray& body) {
+void ArtworkCache::decode(const QUrl& url, QFuture<QImage> decoding) {
     auto* watcher = new QFutureWatcher<QImage>(this);
     connect(watcher, &QFutureWatcher<QImage>::finished, this, [this, watcher, url] {
         watcher->deleteLater();
@@ -94,7 +108,7 @@ void ArtworkCache::decode(const QUrl& url, const QByteArray& body) {
         m_images.insert(url, new QImage(image), std::max<qsizetype>(1, image.sizeInBytes() / 1024));
         Q_EMIT finished(url, image);
     });
-    watcher->setFuture(QtConcurrent::run(decodeBounded, body));
+    watcher->setFuture(decoding);
 }
 
 void ArtworkCache::fail(const QUrl& url) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QCache>
+#include <QFuture>
 #include <QHash>
 #include <QImage>
 #include <QNetworkAccessManager>
@@ -37,7 +38,7 @@ Q_SIGNALS:
 private:
     explicit ArtworkCache(QObject* parent = nullptr);
     void load(const QUrl& url);
-    void decode(const QUrl& url, const QByteArray& body);
+    void decode(const QUrl& url, QFuture<QImage> decoding);
     void fail(const QUrl& url);
 
     std::shared_ptr<QNetworkAccessManager> m_network;

@@ -1,11 +1,10 @@
 #include "LinuxSelfUpdater.h"
 
 #include "SelfUpdaterAppcast.h"
+#include "foundation/HttpTransfer.h"
 
-#include <QCoroNetworkReply>
 #include <QLoggingCategory>
 #include <QNetworkAccessManager>
-#include <QNetworkReply>
 #include <QPointer>
 #include <QRandomGenerator>
 
@@ -117,31 +116,23 @@ QCoro::Task<> LinuxSelfUpdater::check(bool userInitiated) {
         request.setAttribute(QNetworkRequest::CacheLoadControlAttribute,
                              QNetworkRequest::AlwaysNetwork);
         request.setTransferTimeout(30'000);
-        std::unique_ptr<QNetworkReply> reply(network->get(request));
         // A feed beyond any real appcast's size is cut off rather than held in memory.
-        bool tooLarge = false;
-        QNetworkReply* const transfer = reply.get();
-        connect(transfer, &QNetworkReply::downloadProgress, transfer,
-                [transfer, &tooLarge](qint64 received, qint64) {
-                    if (received > SelfUpdaterAppcast::maximumDocumentSize) {
-                        tooLarge = true;
-                        transfer->abort();
-                    }
-                });
-        co_await transfer;
+        QCoro::Task<HttpTransfer::Response> fetching =
+            HttpTransfer(network).get(request, SelfUpdaterAppcast::maximumDocumentSize);
+        const HttpTransfer::Response response = co_await std::move(fetching);
         if (!guard)
             co_return;
-        const int status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
-        if (tooLarge) {
-            qCWarning(lcSelfUpdater)
-                << "Appcast larger than" << SelfUpdaterAppcast::maximumDocumentSize;
-            failure = tr("The launcher's update feed could not be read.");
-        } else if (reply->error() != QNetworkReply::NoError || status < 200 || status > 299) {
-            qCWarning(lcSelfUpdater) << "Appcast request failed:" << status << reply->errorString();
+        if (response.status < 200 || response.status > 299) {
+            qCWarning(lcSelfUpdater) << "Appcast request failed:" << response.status;
             failure = tr("The launcher's update feed could not be reached.");
         } else {
-            newest = SelfUpdaterAppcast::newestRelease(reply->readAll(), host);
+            newest = SelfUpdaterAppcast::newestRelease(response.body, host);
         }
+    } catch (const LaunchError& error) {
+        qCWarning(lcSelfUpdater) << "Appcast not fetched:" << error.description();
+        failure = error.domain() == LaunchError::Domain::url
+                      ? tr("The launcher's update feed could not be reached.")
+                      : tr("The launcher's update feed could not be read.");
     } catch (const std::exception& error) {
         qCWarning(lcSelfUpdater) << "Appcast unreadable:" << error.what();
         failure = tr("The launcher's update feed could not be read.");
