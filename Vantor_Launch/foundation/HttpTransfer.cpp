@@ -81,8 +81,7 @@ QCoro::Task<HttpTransfer::Response> transfer(std::shared_ptr<QNetworkAccessManag
         outgoing.body = body.isNull() ? QByteArray("") : body;
     for (const QByteArray& name : request.rawHeaderList())
         outgoing.headers.append({name, request.rawHeader(name)});
-    if (const auto* trusting = dynamic_cast<const TrustingNetworkAccessManager*>(manager.get()))
-        outgoing.authorities = trusting->authoritiesPem();
+    outgoing.authorities = TrustingNetworkAccessManager::authoritiesPemOf(*manager);
     // Like the request's transfer time-out: no byte for this long ends it.
     if (request.transferTimeout() > 0)
         outgoing.stallMilliseconds = request.transferTimeout();

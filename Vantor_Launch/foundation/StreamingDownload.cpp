@@ -149,12 +149,6 @@ struct Budget {
     bool exceeded = false;
 };
 
-// The trust the manager applies, for the transfers made beside it.
-QByteArray authoritiesOf(const QNetworkAccessManager& network) {
-    const auto* trusting = dynamic_cast<const TrustingNetworkAccessManager*>(&network);
-    return trusting ? trusting->authoritiesPem() : QByteArray();
-}
-
 // The body into the sink, across resumptions; the bytes received. Each request's thread has
 // ended before the next starts and before this returns or throws, so that nothing of it touches
 // the file afterwards.
@@ -325,8 +319,8 @@ StreamingDownload::fetch(std::shared_ptr<QNetworkAccessManager> network, QUrl ur
         throw notWritten(filePath, sink->error);
     std::exception_ptr failure;
     try {
-        QCoro::Task<qint64> receiving =
-            receive(authoritiesOf(*network), url, filePath, options, sink);
+        QCoro::Task<qint64> receiving = receive(
+            TrustingNetworkAccessManager::authoritiesPemOf(*network), url, filePath, options, sink);
         const qint64 received = co_await std::move(receiving);
         QCoro::Task<std::optional<QString>> finishing =
             Worker::run([sink] { return sink->finish(); });

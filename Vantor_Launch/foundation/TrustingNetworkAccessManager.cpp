@@ -22,3 +22,8 @@ QByteArray TrustingNetworkAccessManager::authoritiesPem() const {
         pem += authority.toPem();
     return pem;
 }
+
+QByteArray TrustingNetworkAccessManager::authoritiesPemOf(const QNetworkAccessManager& network) {
+    const auto* trusting = dynamic_cast<const TrustingNetworkAccessManager*>(&network);
+    return trusting ? trusting->authoritiesPem() : QByteArray();
+}

@@ -12,6 +12,8 @@ public:
 
     // The same authorities as PEM, for the transfers that run beside the manager.
     QByteArray authoritiesPem() const;
+    // What a transfer beside `network` trusts: its authorities, or (empty) the system's.
+    static QByteArray authoritiesPemOf(const QNetworkAccessManager& network);
 
 protected:
     QNetworkReply* createRequest(Operation operation, const QNetworkRequest& request,
