@@ -56,7 +56,7 @@ std::optional<SemanticVersion> SemanticVersion::parse(QStringView text) {
 
 namespace {
 
-bool isDigit(QChar c) {
+bool isAsciiDigit(QChar c) {
     return c >= u'0' && c <= u'9';
 }
 
@@ -77,12 +77,12 @@ int compareNaturally(QStringView lhs, QStringView rhs) {
     qsizetype i = 0;
     qsizetype j = 0;
     while (i < lhs.size() && j < rhs.size()) {
-        if (isDigit(lhs[i]) && isDigit(rhs[j])) {
+        if (isAsciiDigit(lhs[i]) && isAsciiDigit(rhs[j])) {
             const qsizetype startI = i;
             const qsizetype startJ = j;
-            while (i < lhs.size() && isDigit(lhs[i]))
+            while (i < lhs.size() && isAsciiDigit(lhs[i]))
                 ++i;
-            while (j < rhs.size() && isDigit(rhs[j]))
+            while (j < rhs.size() && isAsciiDigit(rhs[j]))
                 ++j;
             if (int order =
                     compareDigitRuns(lhs.mid(startI, i - startI), rhs.mid(startJ, j - startJ)))

@@ -30,7 +30,7 @@ bool isSeparator(PartKind kind) {
 // Digits and letters run together into one part; every separator is a part of its own. A dash
 // after the first character ends the version: what follows is a build suffix such as a commit
 // hash ("1.5.5-335d3e2" and "1.5.5-a655360" are the same version).
-QList<Part> split(QStringView version) {
+QList<Part> partsOf(QStringView version) {
     QList<Part> parts;
     qsizetype start = 0;
     for (qsizetype i = 0; i < version.size(); ++i) {
@@ -99,8 +99,8 @@ int sign(int value) {
 } // namespace
 
 int compareSparkleVersions(QStringView left, QStringView right) {
-    QList<Part> a = split(left);
-    QList<Part> b = split(right);
+    QList<Part> a = partsOf(left);
+    QList<Part> b = partsOf(right);
     if (leadingNumbersAndPeriods(a) < leadingNumbersAndPeriods(b))
         balance(a, b);
     else
