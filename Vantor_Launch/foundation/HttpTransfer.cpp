@@ -43,22 +43,15 @@ QCoro::Task<std::pair<ResponseHead, QByteArray>> exchange(HttpsBodyReceiver::Req
         gathered->body.append(data, size);
         return true;
     });
-    std::exception_ptr refusal;
     std::optional<ResponseHead> head;
-    try {
-        QFuture<std::optional<ResponseHead>> arrival = receiver.head();
-        head = co_await arrival;
-        if (head && head->contentLength > maximumBodySize)
-            throw tooLarge(maximumBodySize);
-        receiver.proceed(true);
-    } catch (...) {
-        refusal = std::current_exception();
-        receiver.abort();
-    }
-    QFuture<HttpsBodyReceiver::Outcome> ending = receiver.finished();
-    const HttpsBodyReceiver::Outcome outcome = co_await ending;
-    if (refusal)
-        std::rethrow_exception(refusal);
+    QCoro::Task<HttpsBodyReceiver::Outcome> settling =
+        receiver.settle([&head, maximumBodySize](const ResponseHead& arrived) -> QCoro::Task<> {
+            if (arrived.contentLength > maximumBodySize)
+                throw tooLarge(maximumBodySize);
+            head = arrived;
+            co_return;
+        });
+    const HttpsBodyReceiver::Outcome outcome = co_await std::move(settling);
     using Ending = HttpsBodyReceiver::Ending;
     if (outcome.ending == Ending::refused && gathered->tooLarge)
         throw tooLarge(maximumBodySize);

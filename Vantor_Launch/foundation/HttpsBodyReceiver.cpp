@@ -1,5 +1,6 @@
 #include "foundation/HttpsBodyReceiver.h"
 
+#include <QCoroFuture>
 #include <QElapsedTimer>
 #include <QPromise>
 #include <QThread>
@@ -329,4 +330,26 @@ qint64 HttpsBodyReceiver::received() const {
 
 QFuture<HttpsBodyReceiver::Outcome> HttpsBodyReceiver::finished() const {
     return m_state->finishedPromise.future();
+}
+
+QCoro::Task<HttpsBodyReceiver::Outcome> HttpsBodyReceiver::settle(Decision decide) {
+    std::exception_ptr refusal;
+    try {
+        QFuture<std::optional<Head>> arrival = head();
+        const std::optional<Head> arrived = co_await arrival;
+        if (arrived) {
+            QCoro::Task<> deciding = decide(*arrived);
+            co_await std::move(deciding);
+            proceed(true);
+        }
+    } catch (...) {
+        refusal = std::current_exception();
+        abort();
+    }
+    // Nothing of the thread may outlive this: whatever `Body` touches is the caller's.
+    QFuture<Outcome> ending = finished();
+    const Outcome outcome = co_await ending;
+    if (refusal)
+        std::rethrow_exception(refusal);
+    co_return outcome;
 }

@@ -4,6 +4,7 @@
 #include "foundation/ResponseHead.h"
 
 #include <QByteArray>
+#include <QCoroTask>
 #include <QFuture>
 #include <QList>
 #include <QUrl>
@@ -77,6 +78,13 @@ public:
     // Body bytes received so far, for progress; any thread.
     qint64 received() const;
     QFuture<Outcome> finished() const;
+
+    // The one way through a transfer: the head goes to `decide`, which may throw to refuse it
+    // (the transfer is then aborted), and the body proceeds once it returns; the outcome comes
+    // back when the thread has ended, or the refusal is rethrown then. `decide` is not called for
+    // a transfer that ended without a head.
+    using Decision = std::function<QCoro::Task<>(const Head& head)>;
+    QCoro::Task<Outcome> settle(Decision decide);
 
     struct State;
 

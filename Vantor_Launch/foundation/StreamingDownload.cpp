@@ -203,67 +203,54 @@ QCoro::Task<qint64> receive(QByteArray authorities, QUrl url, QString filePath,
         reporter.setInterval(progressMilliseconds);
 
         bool headSeen = false;
-        std::exception_ptr refusal;
-        try {
-            QFuture<std::optional<HttpsBodyReceiver::Head>> arrival = receiver.head();
-            const std::optional<HttpsBodyReceiver::Head> head = co_await arrival;
-            if (head) {
-                headSeen = true;
-                const int code = head->status;
-                if (resuming && code == 206) {
-                    if (!head->continuesAt(received, announced))
-                        throw LaunchError::url(LaunchError::badServerResponse);
-                } else if (resuming && code == 416) {
+        const auto decide = [&](const HttpsBodyReceiver::Head& head) -> QCoro::Task<> {
+            headSeen = true;
+            const int code = head.status;
+            if (resuming && code == 206) {
+                if (!head.continuesAt(received, announced))
                     throw LaunchError::url(LaunchError::badServerResponse);
-                } else if (code < 200 || code > 299) {
-                    // An error page is never written, however long it is, and means the same
-                    // whether or not it answers a resumption (a session that ended, say).
-                    if (options.refused)
-                        throw options.refused(code);
-                    throw LaunchError::url(LaunchError::badServerResponse);
-                } else if (resuming && code != 200) {
-                    throw LaunchError::url(LaunchError::badServerResponse);
-                } else {
-                    // The file from its start: the first answer, or a resumption that found the
-                    // file changed (or a server that ignores ranges).
-                    if (resuming) {
-                        QCoro::Task<bool> emptying =
-                            Worker::run([sink] { return sink->restart(); });
-                        if (!co_await std::move(emptying))
-                            throw notWritten(filePath, sink->error);
-                        received = 0;
-                    }
-                    announced = head->contentLength;
-                    validator = code == 200 ? head->resumeValidator() : QByteArray();
-                    if (announced >= 0 && options.maximumBytes > 0 &&
-                        announced > options.maximumBytes)
-                        throw tooLarge();
-                    if (options.accept)
-                        options.accept(announced);
-                    if (resuming && options.progress)
-                        options.progress(received, announced);
+            } else if (resuming && code == 416) {
+                throw LaunchError::url(LaunchError::badServerResponse);
+            } else if (code < 200 || code > 299) {
+                // An error page is never written, however long it is, and means the same
+                // whether or not it answers a resumption (a session that ended, say).
+                if (options.refused)
+                    throw options.refused(code);
+                throw LaunchError::url(LaunchError::badServerResponse);
+            } else if (resuming && code != 200) {
+                throw LaunchError::url(LaunchError::badServerResponse);
+            } else {
+                // The file from its start: the first answer, or a resumption that found the
+                // file changed (or a server that ignores ranges).
+                if (resuming) {
+                    QCoro::Task<bool> emptying = Worker::run([sink] { return sink->restart(); });
+                    if (!co_await std::move(emptying))
+                        throw notWritten(filePath, sink->error);
+                    received = 0;
                 }
-                qint64 bound = options.maximumBytes > 0 ? options.maximumBytes : -1;
-                if (announced >= 0)
-                    bound = bound < 0 ? announced : std::min(bound, announced);
-                budget->allowed = bound < 0 ? -1 : bound - received;
-                if (options.progress) {
-                    QObject::connect(&reporter, &QTimer::timeout, [&] {
-                        options.progress(received + receiver.received(), announced);
-                    });
-                    reporter.start();
-                }
-                receiver.proceed(true);
+                announced = head.contentLength;
+                validator = code == 200 ? head.resumeValidator() : QByteArray();
+                if (announced >= 0 && options.maximumBytes > 0 && announced > options.maximumBytes)
+                    throw tooLarge();
+                if (options.accept)
+                    options.accept(announced);
+                if (resuming && options.progress)
+                    options.progress(received, announced);
             }
-        } catch (...) {
-            refusal = std::current_exception();
-            receiver.abort();
-        }
-        QFuture<HttpsBodyReceiver::Outcome> ending = receiver.finished();
-        const HttpsBodyReceiver::Outcome outcome = co_await ending;
+            qint64 bound = options.maximumBytes > 0 ? options.maximumBytes : -1;
+            if (announced >= 0)
+                bound = bound < 0 ? announced : std::min(bound, announced);
+            budget->allowed = bound < 0 ? -1 : bound - received;
+            if (options.progress) {
+                QObject::connect(&reporter, &QTimer::timeout, [&] {
+                    options.progress(received + receiver.received(), announced);
+                });
+                reporter.start();
+            }
+        };
+        QCoro::Task<HttpsBodyReceiver::Outcome> settling = receiver.settle(decide);
+        const HttpsBodyReceiver::Outcome outcome = co_await std::move(settling);
         reporter.stop();
-        if (refusal)
-            std::rethrow_exception(refusal);
         if (options.cancellation)
             options.cancellation->throwIfCancelled();
         received += outcome.received;
