@@ -26,14 +26,19 @@ namespace {
 // As many transfers at once as the installer runs.
 constexpr int parallelTransfers = 4;
 
+// curl's options for fetching as many files at once as the installer does.
+QStringList parallelCurl(const QString& caFile) {
+    return {u"-sS"_s,
+            u"--fail"_s,
+            u"--cacert"_s,
+            caFile,
+            u"--parallel"_s,
+            u"--parallel-max"_s,
+            QString::number(parallelTransfers)};
+}
+
 double curlToNull(const QString& caFile, const QList<QUrl>& urls) {
-    QStringList curl{u"-sS"_s,
-                     u"--fail"_s,
-                     u"--cacert"_s,
-                     caFile,
-                     u"--parallel"_s,
-                     u"--parallel-max"_s,
-                     QString::number(parallelTransfers)};
+    QStringList curl = parallelCurl(caFile);
     for (const QUrl& url : urls)
         curl << u"-o"_s << u"/dev/null"_s << url.toString();
     QElapsedTimer clock;
@@ -50,13 +55,7 @@ double curlToNull(const QString& caFile, const QList<QUrl>& urls) {
 double curlHashAndSync(const QString& caFile, const QList<QUrl>& urls, const QString& folder) {
     QDir(folder).removeRecursively();
     QDir().mkpath(folder);
-    QStringList curl{u"-sS"_s,
-                     u"--fail"_s,
-                     u"--cacert"_s,
-                     caFile,
-                     u"--parallel"_s,
-                     u"--parallel-max"_s,
-                     QString::number(parallelTransfers)};
+    QStringList curl = parallelCurl(caFile);
     QStringList files;
     for (qsizetype index = 0; index < urls.size(); ++index) {
         files << u"%1/asset-%2"_s.arg(folder).arg(index);
